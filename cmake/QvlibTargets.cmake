@@ -1,0 +1,61 @@
+# How the library is put together: one object library a subsystem, joined into one shared library.
+
+add_library(qvlib_build_flags INTERFACE)
+target_compile_features(qvlib_build_flags INTERFACE cxx_std_20)
+target_include_directories(qvlib_build_flags INTERFACE "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}")
+target_compile_options(qvlib_build_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wsign-conversion -Wnon-virtual-dtor
+                       -Woverloaded-virtual)
+if(QVLIB_WARNINGS_AS_ERRORS)
+  target_compile_options(qvlib_build_flags INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(qvlib_build_flags INTERFACE -Wthread-safety)
+endif()
+if(QVLIB_SANITIZE)
+  # Program and library together, so that every part sees every access.
+  add_compile_options(-fsanitize=${QVLIB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QVLIB_SANITIZE})
+endif()
+
+set_property(GLOBAL PROPERTY QVLIB_STOREYS "")
+
+# qvlib_storey(<name> [SOURCE_DIR <dir>] USES <targets>...)
+function(qvlib_storey name)
+  cmake_parse_arguments(ARG "" "SOURCE_DIR" "USES" ${ARGN})
+  if(NOT ARG_SOURCE_DIR)
+    set(ARG_SOURCE_DIR ${name})
+  endif()
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${ARG_SOURCE_DIR}/*.cpp")
+  if(NOT sources)
+    add_library(qvlib_${name} INTERFACE)
+    return()
+  endif()
+  add_library(qvlib_${name} OBJECT ${sources})
+  set_target_properties(qvlib_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+                                                 VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
+  target_compile_definitions(qvlib_${name} PRIVATE QVLIB_BUILDING)
+  target_link_libraries(qvlib_${name} PRIVATE qvlib_build_flags)
+  foreach(used IN LISTS ARG_USES)
+    if(TARGET qvlib_${used})
+      continue() # one storey calls another through public headers only: nothing to link before the library is joined
+    endif()
+    target_link_libraries(qvlib_${name} PRIVATE ${used})
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY QVLIB_STOREYS qvlib_${name})
+endfunction()
+
+function(qvlib_shared_library)
+  get_property(storeys GLOBAL PROPERTY QVLIB_STOREYS)
+  set(objects "")
+  foreach(storey IN LISTS storeys)
+    list(APPEND objects $<TARGET_OBJECTS:${storey}>)
+  endforeach()
+  add_library(qvlib SHARED ${objects})
+  add_library(qvlib::qvlib ALIAS qvlib)
+  set_target_properties(qvlib PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX
+                                         CXX_EXTENSIONS OFF)
+  target_compile_features(qvlib PUBLIC cxx_std_20)
+  target_include_directories(qvlib PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                          $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_link_libraries(qvlib PRIVATE ICU::i18n ICU::uc SQLite::SQLite3 EXPAT::EXPAT Threads::Threads PUBLIC Boost::boost)
+endfunction()

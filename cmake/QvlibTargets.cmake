@@ -55,6 +55,10 @@ function(qvlib_shared_library)
   set_target_properties(qvlib PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX
                                          CXX_EXTENSIONS OFF)
   target_compile_features(qvlib PUBLIC cxx_std_20)
+  if(UNIX AND NOT APPLE AND NOT QVLIB_SANITIZE)
+    target_link_options(qvlib PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,--no-undefined)
+    set_property(TARGET qvlib APPEND PROPERTY LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+  endif()
   target_include_directories(qvlib PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                           $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(qvlib PRIVATE ICU::i18n ICU::uc SQLite::SQLite3 EXPAT::EXPAT Threads::Threads PUBLIC Boost::boost)

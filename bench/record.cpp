@@ -1,5 +1,5 @@
-// A record of 30 fields, set, read, encoded and decoded by name and by id, beside other ways to keep a record whose shape
-// is known at run time only. Every iteration handles one whole record.
+// A record of 30 fields, set, read, encoded and decoded by name and by id, beside other ways to keep a record whose
+// shape is known at run time only. Every iteration handles one whole record.
 //
 // The forms differ in what they carry: ours and those of GVariant, Qt and CBOR hold every field's name, protobuf's and
 // Avro's hold numbers or nothing, so they are shorter. The counter `bytes` tells the encoded length.
@@ -57,7 +57,8 @@ struct Field
 /// 10 doubles, 8 integers of 32 bits, 6 of 64 bits, 4 texts, 2 booleans, in mixed order.
 std::vector<Field> const & Fields()
 {
-    static std::vector<Field> const fields = [] {
+    static std::vector<Field> const fields = []
+    {
         std::vector<Field> made;
         constexpr std::array<Kind, 15> kinds = {Kind::Real, Kind::Integer, Kind::Wide, Kind::Real,    Kind::Text,
                                                 Kind::Real, Kind::Integer, Kind::Wide, Kind::Integer, Kind::Real,
@@ -75,14 +76,25 @@ std::vector<Field> const & Fields()
 double RealOf(unsigned id) { return id * 1.25; }
 int IntegerOf(unsigned id) { return static_cast<int>(id * 1000); }
 long long WideOf(unsigned id) { return static_cast<long long>(id) * 10'000'000'000LL; }
-std::string TextOf(unsigned id) { return "text of field " + std::to_string(id); }
+std::string const & TextOf(unsigned id)
+{
+    static std::vector<std::string> const texts = []
+    {
+        std::vector<std::string> made(31);
+        for (unsigned i = 1; i <= 30; ++i)
+            made[i] = "text of field " + std::to_string(i);
+        return made;
+    }();
+    return texts[id];
+}
 bool TruthOf(unsigned id) { return id % 2 == 0; }
 
 // ---- ours
 
 std::shared_ptr<CTLDynamicConceptMetadata const> Metadata()
 {
-    static auto const metadata = [] {
+    static auto const metadata = []
+    {
         std::wstring text = L"<DynamicConcept Name=\"Record\"><Fields>";
         for (Field const & field : Fields())
         {
@@ -91,8 +103,8 @@ std::shared_ptr<CTLDynamicConceptMetadata const> Metadata()
                                          : field.kind == Kind::Wide    ? L"Long64"
                                          : field.kind == Kind::Text    ? L"String"
                                                                        : L"Bool";
-            text += L"<Field Name=\"" + field.wideName + L"\" Id=\"" + std::to_wstring(field.id) + L"\" Type=\"" + type +
-                    L"\"/>";
+            text += L"<Field Name=\"" + field.wideName + L"\" Id=\"" + std::to_wstring(field.id) + L"\" Type=\"" +
+                    type + L"\"/>";
         }
         text += L"</Fields></DynamicConcept>";
         auto made = std::make_shared<CTLDynamicConceptMetadata>();
@@ -111,18 +123,29 @@ struct Item
 
 std::vector<Item> const & Items()
 {
-    static std::vector<Item> const items = [] {
+    static std::vector<Item> const items = []
+    {
         std::vector<Item> made;
         for (Field const & field : Fields())
         {
             Item item{NameOrId(field.wideName.c_str()), NameOrId(field.id), CGenericVal()};
             switch (field.kind)
             {
-            case Kind::Real: item.value = CGenericVal(RealOf(field.id)); break;
-            case Kind::Integer: item.value = CGenericVal(IntegerOf(field.id)); break;
-            case Kind::Wide: item.value = CGenericVal(WideOf(field.id)); break;
-            case Kind::Text: item.value = CGenericVal(CQVString(TextOf(field.id).c_str())); break;
-            case Kind::Truth: item.value = CGenericVal(TruthOf(field.id)); break;
+            case Kind::Real:
+                item.value = CGenericVal(RealOf(field.id));
+                break;
+            case Kind::Integer:
+                item.value = CGenericVal(IntegerOf(field.id));
+                break;
+            case Kind::Wide:
+                item.value = CGenericVal(WideOf(field.id));
+                break;
+            case Kind::Text:
+                item.value = CGenericVal(CQVString(TextOf(field.id).c_str()));
+                break;
+            case Kind::Truth:
+                item.value = CGenericVal(TruthOf(field.id));
+                break;
             }
             made.push_back(item);
         }
@@ -243,7 +266,8 @@ struct Protobuf
     }
     pb::FieldDescriptor const * Find(Field const & field, bool byName) const
     {
-        return byName ? descriptor->FindFieldByName(field.name) : descriptor->FindFieldByNumber(static_cast<int>(field.id));
+        return byName ? descriptor->FindFieldByName(field.name)
+                      : descriptor->FindFieldByNumber(static_cast<int>(field.id));
     }
     void Fill(pb::Message & message, bool byName) const
     {
@@ -253,23 +277,23 @@ struct Protobuf
             auto const * const found = Find(field, byName);
             switch (field.kind)
             {
-            case Kind::Real: reflection->SetDouble(&message, found, RealOf(field.id)); break;
-            case Kind::Integer: reflection->SetInt32(&message, found, IntegerOf(field.id)); break;
-            case Kind::Wide: reflection->SetInt64(&message, found, WideOf(field.id)); break;
-            case Kind::Text: reflection->SetString(&message, found, Texts()[field.id]); break;
-            case Kind::Truth: reflection->SetBool(&message, found, TruthOf(field.id)); break;
+            case Kind::Real:
+                reflection->SetDouble(&message, found, RealOf(field.id));
+                break;
+            case Kind::Integer:
+                reflection->SetInt32(&message, found, IntegerOf(field.id));
+                break;
+            case Kind::Wide:
+                reflection->SetInt64(&message, found, WideOf(field.id));
+                break;
+            case Kind::Text:
+                reflection->SetString(&message, found, TextOf(field.id));
+                break;
+            case Kind::Truth:
+                reflection->SetBool(&message, found, TruthOf(field.id));
+                break;
             }
         }
-    }
-    static std::vector<std::string> const & Texts()
-    {
-        static std::vector<std::string> const texts = [] {
-            std::vector<std::string> made(31);
-            for (unsigned id = 1; id <= 30; ++id)
-                made[id] = TextOf(id);
-            return made;
-        }();
-        return texts;
     }
 };
 
@@ -305,13 +329,21 @@ void GetProtobuf(benchmark::State & state, bool byName)
             auto const * const found = protobuf.Find(field, byName);
             switch (field.kind)
             {
-            case Kind::Real: sum += reflection->GetDouble(*message, found); break;
-            case Kind::Integer: sum += reflection->GetInt32(*message, found); break;
-            case Kind::Wide: sum += static_cast<double>(reflection->GetInt64(*message, found)); break;
+            case Kind::Real:
+                sum += reflection->GetDouble(*message, found);
+                break;
+            case Kind::Integer:
+                sum += reflection->GetInt32(*message, found);
+                break;
+            case Kind::Wide:
+                sum += static_cast<double>(reflection->GetInt64(*message, found));
+                break;
             case Kind::Text:
                 sum += static_cast<double>(reflection->GetStringReference(*message, found, &scratch).size());
                 break;
-            case Kind::Truth: sum += reflection->GetBool(*message, found) ? 1 : 0; break;
+            case Kind::Truth:
+                sum += reflection->GetBool(*message, found) ? 1 : 0;
+                break;
             }
         }
         benchmark::DoNotOptimize(sum);
@@ -392,22 +424,24 @@ struct Avro
             Find(record, field, byName, found);
             switch (field.kind)
             {
-            case Kind::Real: avro_value_set_double(&found, RealOf(field.id)); break;
-            case Kind::Integer: avro_value_set_int(&found, IntegerOf(field.id)); break;
-            case Kind::Wide: avro_value_set_long(&found, WideOf(field.id)); break;
+            case Kind::Real:
+                avro_value_set_double(&found, RealOf(field.id));
+                break;
+            case Kind::Integer:
+                avro_value_set_int(&found, IntegerOf(field.id));
+                break;
+            case Kind::Wide:
+                avro_value_set_long(&found, WideOf(field.id));
+                break;
             case Kind::Text:
             {
-                static std::vector<std::string> const texts = [] {
-                    std::vector<std::string> made(31);
-                    for (unsigned id = 1; id <= 30; ++id)
-                        made[id] = TextOf(id);
-                    return made;
-                }();
-                std::string const & text = texts[field.id];
+                std::string const & text = TextOf(field.id);
                 avro_value_set_string_len(&found, text.c_str(), text.size() + 1);
                 break;
             }
-            case Kind::Truth: avro_value_set_boolean(&found, TruthOf(field.id)); break;
+            case Kind::Truth:
+                avro_value_set_boolean(&found, TruthOf(field.id));
+                break;
             }
         }
     }
@@ -553,11 +587,21 @@ GVariant * GVariantRecord()
         GVariant * value = nullptr;
         switch (field.kind)
         {
-        case Kind::Real: value = g_variant_new_double(RealOf(field.id)); break;
-        case Kind::Integer: value = g_variant_new_int32(IntegerOf(field.id)); break;
-        case Kind::Wide: value = g_variant_new_int64(WideOf(field.id)); break;
-        case Kind::Text: value = g_variant_new_string(TextOf(field.id).c_str()); break;
-        case Kind::Truth: value = g_variant_new_boolean(TruthOf(field.id)); break;
+        case Kind::Real:
+            value = g_variant_new_double(RealOf(field.id));
+            break;
+        case Kind::Integer:
+            value = g_variant_new_int32(IntegerOf(field.id));
+            break;
+        case Kind::Wide:
+            value = g_variant_new_int64(WideOf(field.id));
+            break;
+        case Kind::Text:
+            value = g_variant_new_string(TextOf(field.id).c_str());
+            break;
+        case Kind::Truth:
+            value = g_variant_new_boolean(TruthOf(field.id));
+            break;
         }
         g_variant_builder_add(&builder, "{sv}", field.name.c_str(), value);
     }
@@ -568,16 +612,20 @@ double SumOfGVariant(GVariant * value, Kind kind)
 {
     switch (kind)
     {
-    case Kind::Real: return g_variant_get_double(value);
-    case Kind::Integer: return g_variant_get_int32(value);
-    case Kind::Wide: return static_cast<double>(g_variant_get_int64(value));
+    case Kind::Real:
+        return g_variant_get_double(value);
+    case Kind::Integer:
+        return g_variant_get_int32(value);
+    case Kind::Wide:
+        return static_cast<double>(g_variant_get_int64(value));
     case Kind::Text:
     {
         gsize length = 0;
         g_variant_get_string(value, &length);
         return static_cast<double>(length);
     }
-    case Kind::Truth: return g_variant_get_boolean(value) != FALSE ? 1 : 0;
+    case Kind::Truth:
+        return g_variant_get_boolean(value) != FALSE ? 1 : 0;
     }
     return 0;
 }
@@ -659,18 +707,29 @@ struct QtItem
 
 std::vector<QtItem> const & QtItems()
 {
-    static std::vector<QtItem> const items = [] {
+    static std::vector<QtItem> const items = []
+    {
         std::vector<QtItem> made;
         for (Field const & field : Fields())
         {
             QtItem item{QString::fromStdString(field.name), {}};
             switch (field.kind)
             {
-            case Kind::Real: item.value = RealOf(field.id); break;
-            case Kind::Integer: item.value = IntegerOf(field.id); break;
-            case Kind::Wide: item.value = static_cast<qlonglong>(WideOf(field.id)); break;
-            case Kind::Text: item.value = QString::fromStdString(TextOf(field.id)); break;
-            case Kind::Truth: item.value = TruthOf(field.id); break;
+            case Kind::Real:
+                item.value = RealOf(field.id);
+                break;
+            case Kind::Integer:
+                item.value = IntegerOf(field.id);
+                break;
+            case Kind::Wide:
+                item.value = static_cast<qlonglong>(WideOf(field.id));
+                break;
+            case Kind::Text:
+                item.value = QString::fromStdString(TextOf(field.id));
+                break;
+            case Kind::Truth:
+                item.value = TruthOf(field.id);
+                break;
             }
             made.push_back(item);
         }
@@ -749,11 +808,21 @@ nlohmann::json JsonRecord()
     for (Field const & field : Fields())
         switch (field.kind)
         {
-        case Kind::Real: record[field.name] = RealOf(field.id); break;
-        case Kind::Integer: record[field.name] = IntegerOf(field.id); break;
-        case Kind::Wide: record[field.name] = WideOf(field.id); break;
-        case Kind::Text: record[field.name] = TextOf(field.id); break;
-        case Kind::Truth: record[field.name] = TruthOf(field.id); break;
+        case Kind::Real:
+            record[field.name] = RealOf(field.id);
+            break;
+        case Kind::Integer:
+            record[field.name] = IntegerOf(field.id);
+            break;
+        case Kind::Wide:
+            record[field.name] = WideOf(field.id);
+            break;
+        case Kind::Text:
+            record[field.name] = TextOf(field.id);
+            break;
+        case Kind::Truth:
+            record[field.name] = TruthOf(field.id);
+            break;
         }
     return record;
 }

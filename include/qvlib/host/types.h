@@ -147,6 +147,13 @@ struct SYSTEMTIME
     WORD wMilliseconds;
 };
 
+/// A moment as the count of 100-nanosecond steps since the start of 1601, in two halves.
+struct FILETIME
+{
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+
 constexpr UINT CP_ACP = 0;
 constexpr UINT CP_UTF8 = 65001;
 

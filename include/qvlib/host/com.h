@@ -26,9 +26,9 @@ inline constexpr IID kInterfaceId = __uuidof(Interface);
 }
 #else
 
+#include "qvlib/export.h"
+#include "qvlib/host/types.h"
 #include <cstring>
-#include <qvlib/export.h>
-#include <qvlib/host/types.h>
 
 /// A 128-bit identifier. Its bytes in memory, the first three fields little-endian, are its stored form.
 struct _GUID

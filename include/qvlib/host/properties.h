@@ -7,7 +7,7 @@
 //     list->get_Count(&count); // 1
 #pragma once
 
-#include <qvlib/host/variant.h>
+#include "qvlib/host/variant.h"
 
 namespace QRGenObjsLib
 {

@@ -17,8 +17,8 @@
 #include <oleauto.h>
 #else
 
-#include <qvlib/export.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/host/types.h"
 
 struct SAFEARRAYBOUND
 {

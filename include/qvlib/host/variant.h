@@ -19,10 +19,10 @@
 #include <oleauto.h>
 #else
 
-#include <qvlib/export.h>
-#include <qvlib/host/com.h>
-#include <qvlib/host/safearray.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/host/com.h"
+#include "qvlib/host/safearray.h"
+#include "qvlib/host/types.h"
 
 /// The kinds of a variant and of other tagged data of the platform.
 enum VARENUM : int

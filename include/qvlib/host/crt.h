@@ -33,9 +33,11 @@ QVLIB_API int _wcsnicmp(wchar_t const * a, wchar_t const * b, std::size_t count)
 
 /// The digits of `value` with `decimals` of them behind the point (fewer than 0: rounded in front of it), without sign
 /// and point, ended by a NUL. `*point` is where the point stands relative to the first digit; `*sign` is 1 for a
-/// negative value. Infinity and NaN give "1#INF" and "1#QNAN" with the point behind the 1.
+/// negative value. Infinity and NaN give "1#INF" and "1#QNAN" and zeros, with the point behind the 1.
 /// 0 on success; 22 for null pointers or no room at all; 34 when the digits do not fit, `buffer` then being empty.
 QVLIB_API int _fcvt_s(char * buffer, std::size_t size, double value, int decimals, int * point, int * sign) noexcept;
+/// The same with `digits` significant digits; `*point` is 0 and the digits are zeros for zero.
+QVLIB_API int _ecvt_s(char * buffer, std::size_t size, double value, int digits, int * point, int * sign) noexcept;
 /// `value` as text with `digits` significant digits: fixed notation, or with an exponent of three digits where the
 /// value is below 1e-4 or has more than `digits` digits in front of the point. Trailing zeros behind the point are
 /// dropped. Errors as above.
@@ -59,8 +61,9 @@ QVLIB_API bool isspace(int character) noexcept;
 QVLIB_API bool isalpha(int character) noexcept;
 /// Unicode's blanks and line ends.
 QVLIB_API bool iswspace(int character) noexcept;
-/// Decimal digits.
+/// Decimal digits of any script in the basic plane; the second gives the digit's value, or -1.
 QVLIB_API bool iswdigit(int character) noexcept;
+QVLIB_API int DecimalDigit(int character) noexcept;
 /// ASCII letters only.
 constexpr wchar_t towlower(wchar_t character) noexcept
 {

@@ -1,0 +1,225 @@
+#include "qvlib/host/crt.h"
+
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace
+{
+
+/// What an integer text says: a magnitude that stops at the largest unsigned 64-bit number, and a sign.
+struct Number
+{
+    std::uint64_t magnitude = 0;
+    bool negative = false;
+    bool overflow = false;
+    wchar_t const * end = nullptr; ///< where the text began when it holds no number
+};
+
+int DigitValue(wchar_t character) noexcept
+{
+    if (character >= L'a' && character <= L'z')
+        return character - L'a' + 10;
+    if (character >= L'A' && character <= L'Z')
+        return character - L'A' + 10;
+    int const digit = qvlib::host::DecimalDigit(static_cast<int>(character));
+    return digit >= 0 ? digit : 99;
+}
+
+Number ReadInteger(wchar_t const * text, int base) noexcept
+{
+    Number number;
+    number.end = text;
+    if (text == nullptr || base < 0 || base == 1 || base > 36)
+        return number;
+    wchar_t const * at = text;
+    while (qvlib::host::iswspace(static_cast<int>(*at)))
+        ++at;
+    if (*at == L'-' || *at == L'+')
+        number.negative = *at++ == L'-';
+    bool const prefixed = *at == L'0' && (at[1] == L'x' || at[1] == L'X') && DigitValue(at[2]) < 16;
+    if (base == 0)
+        base = prefixed ? 16 : DigitValue(*at) == 0 ? 8 : 10;
+    if (base == 16 && prefixed)
+        at += 2;
+    std::uint64_t const unit = static_cast<std::uint64_t>(base);
+    wchar_t const * const first = at;
+    for (int digit; (digit = DigitValue(*at)) < base; ++at)
+        if (__builtin_mul_overflow(number.magnitude, unit, &number.magnitude) ||
+            __builtin_add_overflow(number.magnitude, static_cast<std::uint64_t>(digit), &number.magnitude))
+            number.overflow = true;
+    if (number.overflow)
+        number.magnitude = std::numeric_limits<std::uint64_t>::max();
+    if (at != first)
+        number.end = at;
+    else
+        number.negative = false;
+    return number;
+}
+
+template <class Signed>
+Signed Saturated(Number const & number) noexcept
+{
+    std::uint64_t const bound = static_cast<std::uint64_t>(std::numeric_limits<Signed>::max());
+    if (number.negative)
+        return number.magnitude > bound ? std::numeric_limits<Signed>::min()
+                                        : static_cast<Signed>(-static_cast<std::int64_t>(number.magnitude));
+    return static_cast<Signed>(number.magnitude > bound ? bound : number.magnitude);
+}
+
+template <class Unsigned>
+Unsigned SaturatedUnsigned(Number const & number) noexcept
+{
+    if (number.overflow || number.magnitude > std::numeric_limits<Unsigned>::max())
+        return std::numeric_limits<Unsigned>::max();
+    Unsigned const magnitude = static_cast<Unsigned>(number.magnitude);
+    return number.negative ? static_cast<Unsigned>(Unsigned{0} - magnitude) : magnitude;
+}
+
+void StoreEnd(wchar_t ** end, wchar_t const * value) noexcept
+{
+    if (end)
+        *end = const_cast<wchar_t *>(value);
+}
+
+bool IsAsciiDigit(wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }
+
+/// Digits that can decide how a number rounds: more than that lie below every double's halfway points, so that any
+/// further digit that is not 0 counts as much as any other.
+constexpr int kDecidingDigits = 800;
+
+double ReadDouble(wchar_t const * text, wchar_t const *& end) noexcept
+{
+    end = text;
+    if (text == nullptr)
+        return 0;
+    wchar_t const * at = text;
+    while (qvlib::host::iswspace(static_cast<int>(*at)))
+        ++at;
+    bool negative = false;
+    if (*at == L'-' || *at == L'+')
+        negative = *at++ == L'-';
+
+    // The digits go into narrow text as a whole number; `scale` is the power of ten that is left over.
+    char digits[kDecidingDigits + 40];
+    int count = 0;
+    long long scale = 0;
+    bool any = false;
+    bool behindPoint = false;
+    bool dropped = false;
+    for (;; ++at)
+    {
+        if (*at == L'.' && !behindPoint)
+        {
+            behindPoint = true;
+            continue;
+        }
+        if (!IsAsciiDigit(*at))
+            break;
+        any = true;
+        if (count == 0 && *at == L'0')
+        {
+            scale -= behindPoint;
+            continue;
+        }
+        if (count < kDecidingDigits)
+        {
+            digits[count++] = static_cast<char>(*at);
+            scale -= behindPoint;
+        }
+        else
+        {
+            dropped |= *at != L'0';
+            scale += !behindPoint;
+        }
+    }
+    if (!any)
+        return 0;
+    end = at;
+    if (*at == L'e' || *at == L'E' || *at == L'd' || *at == L'D')
+    {
+        wchar_t const * power = at + 1;
+        bool const down = *power == L'-';
+        if (*power == L'-' || *power == L'+')
+            ++power;
+        if (IsAsciiDigit(*power))
+        {
+            long long exponent = 0;
+            for (; IsAsciiDigit(*power); ++power)
+                if (exponent < (1LL << 60))
+                    exponent = exponent * 10 + (*power - L'0');
+            scale += down ? -exponent : exponent;
+            end = power;
+        }
+    }
+    if (count == 0)
+        return negative ? -0.0 : 0.0;
+    if (dropped)
+    {
+        digits[count++] = '1';
+        --scale;
+    }
+    // No text of a length that memory can hold comes back from here: what is left is infinity or nothing.
+    double value = 0;
+    if (scale + count > 310)
+        value = std::numeric_limits<double>::infinity();
+    else if (scale + count >= -330)
+    {
+        char * last = digits + count;
+        *last++ = 'e';
+        last = std::to_chars(last, digits + sizeof digits, scale).ptr;
+        std::from_chars_result const result = std::from_chars(digits, last, value);
+        if (result.ec == std::errc::result_out_of_range)
+            value = scale + count > 0 ? std::numeric_limits<double>::infinity() : 0.0;
+    }
+    return negative ? -value : value;
+}
+
+} // namespace
+
+int _wtoi(wchar_t const * text) noexcept { return Saturated<std::int32_t>(ReadInteger(text, 10)); }
+
+long _wtol(wchar_t const * text) noexcept { return Saturated<std::int32_t>(ReadInteger(text, 10)); }
+
+__int64 _wtoi64(wchar_t const * text) noexcept { return Saturated<std::int64_t>(ReadInteger(text, 10)); }
+
+unsigned __int64 _wcstoui64(wchar_t const * text, wchar_t ** end, int base) noexcept
+{
+    Number const number = ReadInteger(text, base);
+    StoreEnd(end, number.end);
+    return SaturatedUnsigned<std::uint64_t>(number);
+}
+
+double _wtof(wchar_t const * text) noexcept
+{
+    wchar_t const * end;
+    return ReadDouble(text, end);
+}
+
+namespace qvlib::host
+{
+
+long wcstol(wchar_t const * text, wchar_t ** end, int base) noexcept
+{
+    Number const number = ReadInteger(text, base);
+    StoreEnd(end, number.end);
+    return Saturated<std::int32_t>(number);
+}
+
+unsigned long wcstoul(wchar_t const * text, wchar_t ** end, int base) noexcept
+{
+    Number const number = ReadInteger(text, base);
+    StoreEnd(end, number.end);
+    return SaturatedUnsigned<std::uint32_t>(number);
+}
+
+double wcstod(wchar_t const * text, wchar_t ** end) noexcept
+{
+    wchar_t const * last;
+    double const value = ReadDouble(text, last);
+    StoreEnd(end, last);
+    return value;
+}
+
+} // namespace qvlib::host

@@ -4,6 +4,7 @@
 #include "qvlib/host/utf8.h"
 
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <unicode/ucnv_err.h>
 
 #include <cstdint>

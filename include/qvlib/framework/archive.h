@@ -96,7 +96,8 @@ public:
     CArchive & operator<<(unsigned int value) { return Put(value); }
     CArchive & operator<<(long value)
     {
-        if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max())
+        if ((value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max()) &&
+            static_cast<unsigned long>(value) != std::numeric_limits<std::uint32_t>::max())
             AfxThrowInvalidArgException();
         return Put(static_cast<std::int32_t>(value));
     }

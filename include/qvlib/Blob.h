@@ -16,9 +16,9 @@
 #include <atomic>
 #include <cstdint>
 
-#include <qvlib/QVString.h>
-#include <qvlib/export.h>
-#include <qvlib/host/memory.h>
+#include "qvlib/QVString.h"
+#include "qvlib/export.h"
+#include "qvlib/host/memory.h"
 
 class CFile;
 

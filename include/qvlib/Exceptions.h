@@ -15,7 +15,7 @@
 
 #include <exception>
 
-#include <qvlib/export.h>
+#include "qvlib/export.h"
 
 namespace qvlib
 {

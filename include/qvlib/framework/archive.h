@@ -29,10 +29,10 @@
 #include <limits>
 #include <type_traits>
 
-#include <qvlib/export.h>
-#include <qvlib/framework/exceptions.h>
-#include <qvlib/framework/file.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/framework/exceptions.h"
+#include "qvlib/framework/file.h"
+#include "qvlib/host/types.h"
 
 class QVLIB_API CArchive
 {

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include <qvlib/framework/exceptions.h>
-#include <qvlib/host/types.h>
+#include "qvlib/framework/exceptions.h"
+#include "qvlib/host/types.h"
 
 template <class T, class Arg = T const &>
 class CArray

@@ -17,9 +17,9 @@
 
 #include <exception>
 
-#include <qvlib/export.h>
-#include <qvlib/framework/string.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/framework/string.h"
+#include "qvlib/host/types.h"
 
 /// The framework's string: wide text, copies share their characters.
 using CString = CStringT<wchar_t>;

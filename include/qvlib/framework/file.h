@@ -11,10 +11,10 @@
 // Failures are CFileException, but for Open, which can also answer with false. Objects are thread-compatible.
 #pragma once
 
-#include <qvlib/export.h>
-#include <qvlib/framework/exceptions.h>
-#include <qvlib/host/file.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/framework/exceptions.h"
+#include "qvlib/host/file.h"
+#include "qvlib/host/types.h"
 
 class QVLIB_API CFile
 {

@@ -17,8 +17,8 @@
 #include <type_traits>
 #include <utility>
 
-#include <qvlib/framework/exceptions.h>
-#include <qvlib/host/types.h>
+#include "qvlib/framework/exceptions.h"
+#include "qvlib/host/types.h"
 
 /// The hash of a key: of the characters for wide text, else what std::hash says.
 template <class ArgKey>

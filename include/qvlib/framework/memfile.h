@@ -11,7 +11,7 @@
 // of 0 never grows: a write beyond it throws CMemoryException. Objects are thread-compatible.
 #pragma once
 
-#include <qvlib/framework/file.h>
+#include "qvlib/framework/file.h"
 
 class QVLIB_API CMemFile : public CFile
 {

@@ -12,8 +12,8 @@
 
 #include <functional>
 
-#include <qvlib/export.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/host/types.h"
 
 #if !defined(_WIN32)
 

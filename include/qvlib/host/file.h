@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include <qvlib/export.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/host/types.h"
 
 namespace qvlib::host
 {

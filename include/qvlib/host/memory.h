@@ -11,8 +11,8 @@
 // All functions are thread-safe as far as different blocks go, and for locking and unlocking of one block.
 #pragma once
 
-#include <qvlib/export.h>
-#include <qvlib/host/types.h>
+#include "qvlib/export.h"
+#include "qvlib/host/types.h"
 
 #if !defined(_WIN32)
 

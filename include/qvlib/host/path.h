@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include <qvlib/export.h>
+#include "qvlib/export.h"
 
 namespace qvlib::host
 {

@@ -1,0 +1,171 @@
+// Variants: what they own, and copies of it.
+
+#include "qvlib/host/variant.h"
+
+#include <utility>
+
+namespace
+{
+
+/// Whether a variant may be of the kind, its flags included.
+bool IsKnownKind(VARTYPE vt) noexcept
+{
+    if ((vt & (VT_VECTOR | VT_RESERVED)) != 0)
+        return false;
+    VARTYPE const base = vt & VT_TYPEMASK;
+    if ((vt & (VT_ARRAY | VT_BYREF)) != 0 && base <= VT_NULL)
+        return false;
+    if (base == VT_VARIANT)
+        return (vt & (VT_ARRAY | VT_BYREF)) != 0;
+    return base <= VT_UINT && base != 15;
+}
+
+/// The width of what a VT_BYREF variant of a plain kind points to.
+std::size_t PlainSize(VARTYPE base) noexcept
+{
+    switch (base)
+    {
+    case VT_I1:
+    case VT_UI1:
+        return 1;
+    case VT_I2:
+    case VT_UI2:
+    case VT_BOOL:
+        return 2;
+    case VT_I8:
+    case VT_UI8:
+    case VT_R8:
+    case VT_CY:
+    case VT_DATE:
+        return 8;
+    case VT_BSTR:
+    case VT_UNKNOWN:
+    case VT_DISPATCH:
+        return sizeof(void *);
+    default:
+        return 4;
+    }
+}
+
+/// Gives the content of a bitwise copy an owner of its own.
+HRESULT Own(VARIANT & value) noexcept
+{
+    if ((value.vt & VT_BYREF) != 0)
+        return S_OK;
+    if ((value.vt & VT_ARRAY) != 0)
+    {
+        SAFEARRAY * copy = nullptr;
+        HRESULT const result = SafeArrayCopy(value.parray, &copy);
+        value.parray = copy;
+        return result;
+    }
+    switch (value.vt)
+    {
+    case VT_BSTR:
+        if (value.bstrVal != nullptr)
+        {
+            value.bstrVal =
+                SysAllocStringByteLen(reinterpret_cast<char const *>(value.bstrVal), SysStringByteLen(value.bstrVal));
+            if (value.bstrVal == nullptr)
+                return E_OUTOFMEMORY;
+        }
+        return S_OK;
+    case VT_DISPATCH:
+        if (value.pdispVal != nullptr)
+            value.pdispVal->AddRef();
+        return S_OK;
+    case VT_UNKNOWN:
+        if (value.punkVal != nullptr)
+            value.punkVal->AddRef();
+        return S_OK;
+    default:
+        return S_OK;
+    }
+}
+
+} // namespace
+
+HRESULT VariantClear(VARIANTARG * value)
+{
+    if (value == nullptr)
+        return E_INVALIDARG;
+    if (!IsKnownKind(value->vt))
+        return DISP_E_BADVARTYPE;
+    VARIANT const old = *value;
+    if ((old.vt & VT_BYREF) == 0)
+    {
+        if ((old.vt & VT_ARRAY) != 0)
+        {
+            if (HRESULT const result = SafeArrayDestroy(old.parray); FAILED(result))
+                return result;
+        }
+        else if (old.vt == VT_BSTR)
+            SysFreeString(old.bstrVal);
+        else if (old.vt == VT_DISPATCH || old.vt == VT_UNKNOWN)
+        {
+            value->vt = VT_EMPTY; // first, as the object's end may look at this variant
+            if (old.vt == VT_DISPATCH && old.pdispVal != nullptr)
+                old.pdispVal->Release();
+            else if (old.vt == VT_UNKNOWN && old.punkVal != nullptr)
+                old.punkVal->Release();
+            return S_OK;
+        }
+    }
+    value->vt = VT_EMPTY;
+    return S_OK;
+}
+
+HRESULT VariantCopy(VARIANTARG * target, VARIANTARG const * source)
+{
+    if (target == nullptr || source == nullptr)
+        return E_INVALIDARG;
+    if (!IsKnownKind(source->vt))
+        return DISP_E_BADVARTYPE;
+    if (target == source)
+        return S_OK;
+    VARIANT copy = *source;
+    if (HRESULT const result = Own(copy); FAILED(result))
+        return result;
+    if (HRESULT const result = VariantClear(target); FAILED(result))
+    {
+        VariantClear(&copy);
+        return result;
+    }
+    *target = copy;
+    return S_OK;
+}
+
+HRESULT VariantCopyInd(VARIANTARG * target, VARIANTARG const * source)
+{
+    if (target == nullptr || source == nullptr)
+        return E_INVALIDARG;
+    if (!IsKnownKind(source->vt))
+        return DISP_E_BADVARTYPE;
+    if ((source->vt & VT_BYREF) == 0)
+        return VariantCopy(target, source);
+    if (source->byref == nullptr)
+        return E_INVALIDARG;
+
+    VARTYPE const vt = source->vt & static_cast<VARTYPE>(~VT_BYREF);
+    if (vt == VT_VARIANT)
+    {
+        // One more step is followed, as the platform does: a variant by reference may hold a reference itself.
+        VARIANT const * const inner = source->pvarVal;
+        if (inner->vt == (VT_BYREF | VT_VARIANT))
+            return E_INVALIDARG;
+        return VariantCopyInd(target, inner);
+    }
+    VARIANT held{};
+    if (vt == VT_DECIMAL)
+    {
+        DECIMAL decimal;
+        std::memcpy(&decimal, source->byref, sizeof decimal);
+        qvlib::host::SetDecimal(held, decimal);
+    }
+    else
+    {
+        std::memcpy(&held.llVal, source->byref, (vt & VT_ARRAY) != 0 ? sizeof(void *) : PlainSize(vt));
+        held.vt = vt;
+    }
+    return VariantCopy(target, &held);
+}

@@ -28,6 +28,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -118,7 +119,7 @@ public:
 
     /// Silent conversions: whether it was found, and the result. The first two take a name, then a display, and give
     /// the default's code or name with false (TryToName without `useDefault`: the text itself). Where there is no
-    /// default to give they throw unexpected_error, after FailMessage.
+    /// default to give they throw unexpected_error.
     std::pair<bool, int> TryToCode(std::wstring const & text) const;
     std::pair<bool, int> TryToCode(wchar_t const * text) const;
     std::pair<bool, std::wstring> TryToName(std::wstring const & text, bool useDefault) const;
@@ -149,12 +150,15 @@ private:
     friend class CTLDynamicConcept;
     friend class CTLDynamicEnum;
 
-    ValuePtr const * FindNamePosition(wchar_t const * name) const noexcept;
-    ValuePtr const * FindDisplayPosition(wchar_t const * display) const noexcept;
+    // Where the value stands in the list; null when there is none.
+    ValuePtr const * FindNamePosition(std::wstring_view name) const noexcept;
+    ValuePtr const * FindDisplayPosition(std::wstring_view display) const noexcept;
     ValuePtr const * FindCodePosition(int code) const noexcept;
+    ValuePtr const * FindValuePosition(NameOrIdView key) const noexcept;
+    ValuePtr const * FindValuePosition(Find find, CGenericVal const & value) const;
     void Append(ValuePtr && value);
     void TakeFilterKeys(CTLEnumValueDefinition const & value);
-    CTLEnumValueDefinition const & DefaultOrFail(wchar_t const * context) const;
+    CTLEnumValueDefinition const & DefaultOrThrow() const;
 
     std::wstring m_name;
     Values m_values;

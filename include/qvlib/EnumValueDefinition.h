@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace qvlib
@@ -99,6 +100,7 @@ private:
     void AddOverride(Settings const & context, std::wstring const & name, std::wstring const & value,
                      std::wstring && displayId);
     void OverridesChange() const noexcept;
+    bool HasDisplayText(std::wstring_view text) const noexcept;
     void ParseFilter(XmlElement const & element);
     void ParseOverrides(XmlElement const & element, XmlElement const & value);
 

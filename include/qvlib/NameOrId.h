@@ -101,10 +101,10 @@ public:
     void SetName(std::wstring const & name) { SetName(name.data(), name.size()); }
     void SetName(std::wstring && name) noexcept
     {
-        if (m_isName)
-            m_name = std::move(name);
-        else
+        if (!m_isName)
             BecomeName(std::move(name));
+        else if (&name != &m_name)
+            m_name = std::move(name);
     }
     void SetName(CQVString const & name) { SetName(name.GetString(), Length(name)); }
     void SetName(wchar_t const * name)

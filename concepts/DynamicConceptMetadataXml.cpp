@@ -1,0 +1,244 @@
+// The XML form of concepts: <DynamicConcept Name=""><Fields><Field .../></Fields><Selector Field=""><Option Value="">
+// <RequiredFields>a,b</RequiredFields>..., and the common <RequiredFields><Field>a</Field>...
+#include "concepts/internal/xml_attributes.h"
+#include "qvlib/DelimitedString.h"
+#include "qvlib/DynamicConceptMetadata.h"
+#include "qvlib/Exceptions.h"
+#include "qvlib/host/crt.h"
+
+namespace qvlib
+{
+
+namespace
+{
+
+void RequireName(XmlElement const & element, wchar_t const * name)
+{
+    if (element.Name() != name)
+        throw unexpected_error();
+}
+
+// A text that is a decimal number from end to end.
+bool IsNumber(std::wstring const & text, unsigned int & number)
+{
+    wchar_t * end = nullptr;
+    long const value = host::wcstol(text.c_str(), &end, 10);
+    number = static_cast<unsigned int>(value);
+    return end == text.c_str() + text.size();
+}
+
+std::shared_ptr<XmlElement> NewElement(wchar_t const * name, std::wstring && text,
+                                       std::shared_ptr<XmlElement::AttributeMap> attributes, bool hasChildren)
+{
+    return std::make_shared<XmlElement>(std::wstring(name), std::move(text), std::move(attributes), hasChildren);
+}
+
+std::shared_ptr<XmlElement::AttributeMap> OneAttribute(wchar_t const * name, std::wstring const & value)
+{
+    auto attributes = std::make_shared<XmlElement::AttributeMap>();
+    attributes->emplace(name, value);
+    return attributes;
+}
+
+std::wstring JoinNames(CTLDynamicConceptMetadata::Fields const & fields)
+{
+    std::size_t length = 0;
+    for (auto const & field : fields)
+        length += field->GetName().size() + 1;
+    std::wstring text;
+    text.reserve(length);
+    for (auto const & field : fields)
+    {
+        if (&field != &fields.front())
+            text += L',';
+        text += field->GetName();
+    }
+    return text;
+}
+
+} // namespace
+
+bool CTLDynamicConceptMetadata::FromXml(XmlElement const & element)
+{
+    if (element.Name() != L"DynamicConcept")
+        return false;
+    m_name = internal::AttributeOrEmpty(element, L"Name");
+    // The lists and the selector name fields, so the fields come first wherever they stand.
+    XmlElement const * selector = nullptr;
+    internal::ForEachChild(element,
+                           [&](XmlElement const & child)
+                           {
+                               if (child.Name() == L"Fields")
+                                   ParseFields(child);
+                               else if (child.Name() == L"Selector")
+                                   selector = &child;
+                           });
+    internal::ForEachChild(element,
+                           [this](XmlElement const & child)
+                           {
+                               if (child.Name() == L"RequiredFields")
+                                   ParseCommonRequiredFields(child);
+                           });
+    if (selector != nullptr)
+        ParseSelector(*selector);
+    return true;
+}
+
+void CTLDynamicConceptMetadata::ParseFields(XmlElement const & element)
+{
+    RequireName(element, L"Fields");
+    m_byKey.Drop();
+    m_byType.Drop();
+    m_fields.clear();
+    if (!element.HasChildren() || !element.ContainsChildren())
+        return;
+    m_fields.reserve(element.Children()->size());
+    internal::ForEachChild(element,
+                           [this](XmlElement const & child)
+                           {
+                               auto field = std::make_shared<CTLFieldDefinition>();
+                               if (field->FromXml(child))
+                                   m_fields.push_back(std::move(field));
+                           });
+}
+
+bool CTLFieldDefinition::FromXml(XmlElement const & element)
+{
+    if (element.Name() != L"Field")
+        return false;
+    m_mark.Changed();
+    m_parsedType = ParsedType();
+    if (auto const attributes = element.Attributes())
+        for (auto const & [name, value] : *attributes)
+        {
+            if (name == L"Name")
+                m_name = value;
+            else if (name == L"Id")
+                m_id = static_cast<std::uint32_t>(_wtol(value.c_str()));
+            else if (name == L"Type")
+                m_type = value;
+            else
+            {
+                if (m_attributes == nullptr)
+                    m_attributes = std::make_shared<std::map<std::wstring, std::wstring>>();
+                m_attributes->insert_or_assign(m_attributes->end(), name, value);
+            }
+        }
+    if (m_name.empty())
+        m_name = element.Value();
+    return true;
+}
+
+void CTLDynamicConceptMetadata::ParseCommonRequiredFields(XmlElement const & element)
+{
+    RequireName(element, L"RequiredFields");
+    m_commonRequiredFields.clear();
+    if (!element.HasChildren())
+        return;
+    internal::ForEachChild(element,
+                           [this](XmlElement const & child)
+                           {
+                               if (child.Name() != L"Field")
+                                   return;
+                               unsigned int id = 0;
+                               std::wstring const * text = nullptr;
+                               FieldPtr const * field = nullptr;
+                               if (!child.Value().empty())
+                                   field = IsNumber(child.Value(), id) ? FindFieldPosition(id)
+                                                                       : FindFieldPosition(child.Value());
+                               else if (child.FindAttribute(L"Name", text) && !text->empty())
+                                   field = FindFieldPosition(*text);
+                               else if (child.FindAttribute(L"Id", text) && !text->empty() && IsNumber(*text, id))
+                                   field = FindFieldPosition(id);
+                               if (field != nullptr)
+                                   m_commonRequiredFields.push_back(*field);
+                           });
+}
+
+void CTLDynamicConceptMetadata::ParseSelector(XmlElement const & element)
+{
+    RequireName(element, L"Selector");
+    m_selector = FindField(internal::AttributeBySubscript(element, L"Field"));
+    if (m_selector == nullptr)
+        throw unexpected_error();
+    m_requiredFields.clear();
+    m_optionalFields.clear();
+    internal::ForEachChild(element, [this](XmlElement const & child) { ParseSelectorOption(child); });
+}
+
+void CTLDynamicConceptMetadata::ParseSelectorOption(XmlElement const & element)
+{
+    RequireName(element, L"Option");
+    std::wstring const option = internal::AttributeBySubscript(element, L"Value");
+    internal::ForEachChild(element,
+                           [&](XmlElement const & child)
+                           {
+                               if (child.Name() == L"RequiredFields")
+                                   AddRelations(m_requiredFields, option, child.Value().c_str());
+                               else if (child.Name() == L"OptionalFields")
+                                   AddRelations(m_optionalFields, option, child.Value().c_str());
+                           });
+}
+
+// AddRelation for each name of a list; the option is looked up once.
+void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring const & option, wchar_t const * names)
+{
+    Fields * fields = nullptr;
+    wchar_t const * token = nullptr;
+    unsigned long length = 0;
+    while (CDelimitedString::GetNextToken(names, token, length, L',', true))
+    {
+        FieldPtr const * const field = FindFieldPosition(NameOrIdView(std::wstring_view(token, length)));
+        if (field == nullptr)
+            continue;
+        if (fields == nullptr)
+        {
+            auto & relation = relations[option];
+            if (relation == nullptr)
+                relation = std::make_shared<Relation>();
+            relation->keys.Drop();
+            fields = &relation->fields;
+        }
+        fields->push_back(*field);
+    }
+}
+
+std::shared_ptr<XmlElement> CTLDynamicConceptMetadata::ToXml() const
+{
+    auto root = NewElement(L"DynamicConcept", {}, OneAttribute(L"Name", m_name), !m_fields.empty() || m_selector);
+    if (!m_fields.empty())
+    {
+        auto const fields = NewElement(L"Fields", {}, nullptr, true);
+        for (FieldPtr const & field : m_fields)
+            fields->AddChild(field->ToXml());
+        root->AddChild(fields);
+    }
+    if (m_selector == nullptr)
+        return root;
+    auto const selector = NewElement(L"Selector", {}, OneAttribute(L"Field", m_selector->GetName()),
+                                     !m_requiredFields.empty() || !m_optionalFields.empty());
+    // An option that has optional fields only is not written: kept on purpose, callers rely on the form.
+    for (auto const & [name, relation] : m_requiredFields)
+    {
+        auto const option = NewElement(L"Option", {}, OneAttribute(L"Value", name), true);
+        option->AddChild(NewElement(L"RequiredFields", JoinNames(relation->fields), nullptr, false));
+        if (auto const optional = m_optionalFields.find(name); optional != m_optionalFields.end())
+            option->AddChild(NewElement(L"OptionalFields", JoinNames(optional->second->fields), nullptr, false));
+        selector->AddChild(option);
+    }
+    root->AddChild(selector);
+    return root;
+}
+
+std::shared_ptr<XmlElement> CTLFieldDefinition::ToXml() const
+{
+    auto attributes = m_attributes != nullptr ? std::make_shared<XmlElement::AttributeMap>(*m_attributes)
+                                              : std::make_shared<XmlElement::AttributeMap>();
+    // These three are the field's own: no custom attribute has their names.
+    (*attributes)[L"Name"] = m_name;
+    (*attributes)[L"Id"] = std::to_wstring(m_id);
+    (*attributes)[L"Type"] = m_type;
+    return NewElement(L"Field", {}, std::move(attributes), false);
+}
+
+} // namespace qvlib

@@ -36,6 +36,12 @@ bool IsBlank(Char character) noexcept
     return qvlib::host::iswspace(static_cast<int>(character));
 }
 
+/// Out of line: the compiler would else warn of freeing the static empty buffer, which never gets here.
+[[gnu::noinline]] void Free(void * buffer) noexcept
+{
+    ::operator delete(buffer);
+}
+
 } // namespace
 
 template <class Char>
@@ -60,7 +66,7 @@ void CStringT<Char>::DropCounted(Char * text) noexcept
     // Acquire: the last owner must see what the others did before it frees. A sole owner needs no locked instruction.
     if (header->owners.load(std::memory_order_acquire) == 1 ||
         header->owners.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        ::operator delete(header);
+        Free(header);
 }
 
 template <class Char>

@@ -147,7 +147,7 @@ double ReadDouble(wchar_t const * text, wchar_t const *& end) noexcept
         {
             long long exponent = 0;
             for (; IsAsciiDigit(*power); ++power)
-                if (exponent < (1LL << 60))
+                if (exponent < (1LL << 50)) // far beyond any scale that the digits could make good
                     exponent = exponent * 10 + (*power - L'0');
             scale += down ? -exponent : exponent;
             end = power;

@@ -24,7 +24,7 @@
 namespace qvlib
 {
 
-class QVLIB_API StringStream : public IStream
+class QVLIB_API StringStream final : public IStream
 {
 public:
     /// Writing mode, empty.
@@ -37,7 +37,7 @@ public:
     /// Take over the text, the mode and the count.
     StringStream(StringStream && other);
     StringStream & operator=(StringStream && other);
-    virtual ~StringStream();
+    ~StringStream();
 
     /// Store a stream with one reference, the caller's, or null when there is no memory for it.
     static void CreateForReading(StringStream ** stream, CQVString const & text);

@@ -1,0 +1,601 @@
+#include "host/internal/xml_views.h"
+#include "host/linux/internal/xml_names.h"
+#include "host/linux/internal/xml_output.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <new>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace qvlib::host
+{
+
+namespace
+{
+
+// What is gathered before the stream gets it.
+constexpr std::size_t kBuffered = 8 * 1024;
+
+// From here on names of attributes are looked up instead of compared one by one.
+constexpr std::size_t kComparedNames = 16;
+
+enum Kind : unsigned char
+{
+    kPlain = 0,
+    kEscaped = 1, // has a form of its own in text, attributes or both
+    kForbidden = 2
+};
+
+constexpr std::array<Kind, 0x80> kKinds = []
+{
+    std::array<Kind, 0x80> kinds{};
+    for (std::size_t c = 0; c < 0x20; ++c)
+        kinds[c] = kForbidden;
+    for (char const c : {'\t', '\n', '\r', '<', '>', '&', '"'})
+        kinds[static_cast<std::size_t>(c)] = kEscaped;
+    return kinds;
+}();
+
+enum class State
+{
+    noOutput,
+    fresh,   // nothing written yet
+    tag,     // in a start tag
+    content, // between tags of an element
+    epilog,  // behind the root
+    ended
+};
+
+class XmlWriter final : public IXmlWriter, public IXmlWideOutput
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
+    {
+        if (!object)
+            return E_INVALIDARG;
+        if (iid == kInterfaceId<IXmlWriter> || iid == kInterfaceId<IUnknown>)
+            *object = static_cast<IXmlWriter *>(this);
+        else if (iid == kInterfaceId<IXmlWideOutput>)
+            *object = static_cast<IXmlWideOutput *>(this);
+        else
+        {
+            *object = nullptr;
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return m_references.fetch_add(1, std::memory_order_relaxed) + 1; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        // The last owner must see what the others did.
+        ULONG const left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+    HRESULT STDMETHODCALLTYPE SetOutput(IUnknown * output) override
+    {
+        Detach();
+        if (!output)
+            return S_OK;
+        void * own = nullptr;
+        if (SUCCEEDED(output->QueryInterface(kXmlOutputId, &own)))
+        {
+            m_output = static_cast<XmlOutput *>(own);
+        }
+        else
+        {
+            IXmlWriterOutput * wrapped = nullptr;
+            HRESULT const result = CreateXmlWriterOutputWithEncodingName(output, nullptr, nullptr, &wrapped);
+            if (FAILED(result))
+                return result;
+            m_output = static_cast<XmlOutput *>(wrapped);
+        }
+        m_text = &m_buffer;
+        m_state = State::fresh;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE SetWideOutput(std::wstring * text) override
+    {
+        Detach();
+        if (!text)
+            return S_OK;
+        m_text = text;
+        m_state = State::fresh;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetProperty(UINT property, LONG_PTR * value) override
+    {
+        bool const * const found = Property(property);
+        if (!found || !value)
+            return E_INVALIDARG;
+        *value = *found ? TRUE : FALSE;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE SetProperty(UINT property, LONG_PTR value) override
+    {
+        bool * const found = Property(property);
+        if (!found)
+            return E_INVALIDARG;
+        *found = value != 0;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE WriteStartElement(LPCWSTR prefix, LPCWSTR localName, LPCWSTR namespaceUri) override
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::fresh && m_state != State::tag && m_state != State::content)
+                    return WR_E_INVALIDACTION;
+                std::size_t length = 0;
+                HRESULT const named = CheckName(prefix, localName, namespaceUri, length);
+                if (FAILED(named))
+                    return named;
+                if (m_state == State::fresh)
+                    Open();
+                else
+                    CloseTag();
+                if (!m_open.empty())
+                {
+                    m_open.back().children = true;
+                    NewLine(m_open.back());
+                }
+                m_open.push_back({length, false, false});
+                m_names.append(localName, length);
+                m_text->push_back(L'<');
+                m_text->append(localName, length);
+                m_attributes.clear();
+                m_attributeNames.clear();
+                m_state = State::tag;
+                return Spill();
+            });
+    }
+
+    HRESULT STDMETHODCALLTYPE WriteAttributeString(LPCWSTR prefix, LPCWSTR localName, LPCWSTR namespaceUri,
+                                                   LPCWSTR value) override
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::tag)
+                    return WR_E_INVALIDACTION;
+                std::size_t length = 0;
+                HRESULT const named = CheckName(prefix, localName, namespaceUri, length);
+                if (FAILED(named))
+                    return named;
+                std::wstring_view const name(localName, length);
+                std::wstring_view const text = value ? std::wstring_view(value) : std::wstring_view();
+                if (name == L"xmlns")
+                {
+                    if (text == L"http://www.w3.org/XML/1998/namespace")
+                        return WR_E_XMLURIDECLARATION;
+                    if (text == L"http://www.w3.org/2000/xmlns/")
+                        return WR_E_XMLNSURIDECLARATION;
+                }
+                HRESULT const fair = CheckText(text);
+                if (FAILED(fair))
+                    return fair;
+                if (!Remember(name))
+                    return WR_E_DUPLICATEATTRIBUTE;
+                m_text->push_back(L' ');
+                m_text->append(name);
+                m_text->append(L"=\"", 2);
+                Escape(text, true);
+                m_text->push_back(L'"');
+                return Spill();
+            });
+    }
+
+    HRESULT STDMETHODCALLTYPE WriteString(LPCWSTR text) override
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::tag && m_state != State::content)
+                    return WR_E_INVALIDACTION;
+                CloseTag();
+                if (!text || *text == 0)
+                    return S_OK;
+                m_open.back().text = true;
+                // What stands before a fault has been written.
+                HRESULT const result = Escape(text, false);
+                HRESULT const spilled = Spill();
+                return FAILED(result) ? result : spilled;
+            });
+    }
+
+    HRESULT STDMETHODCALLTYPE WriteEndElement() override
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::tag && m_state != State::content)
+                    return WR_E_INVALIDACTION;
+                CloseElement();
+                return Spill();
+            });
+    }
+
+    HRESULT STDMETHODCALLTYPE WriteEndDocument() override
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::tag && m_state != State::content && m_state != State::epilog)
+                    return WR_E_INVALIDACTION;
+                while (!m_open.empty())
+                    CloseElement();
+                m_state = State::ended;
+                return Spill();
+            });
+    }
+
+    HRESULT STDMETHODCALLTYPE Flush() override
+    {
+        return Guarded([&] { return SpillAll(); });
+    }
+
+private:
+    struct OpenElement
+    {
+        std::size_t nameLength;
+        bool children;
+        bool text;
+    };
+
+    ~XmlWriter() { Detach(); }
+
+    // An exception must not leave through the interface.
+    template <class Work>
+    static HRESULT Guarded(Work work) noexcept
+    {
+        try
+        {
+            return work();
+        }
+        catch (std::exception const &)
+        {
+            return E_OUTOFMEMORY;
+        }
+    }
+
+    void Detach() noexcept
+    {
+        if (m_output)
+            m_output->Release();
+        m_output = nullptr;
+        m_text = nullptr;
+        m_buffer.clear();
+        m_names.clear();
+        m_open.clear();
+        m_attributes.clear();
+        m_attributeNames.clear();
+        m_owesMark = false;
+        m_state = State::noOutput;
+    }
+
+    bool * Property(UINT property) noexcept
+    {
+        switch (property)
+        {
+        case XmlWriterProperty_Indent:
+            return &m_indent;
+        case XmlWriterProperty_ByteOrderMark:
+            return &m_mark;
+        case XmlWriterProperty_OmitXmlDeclaration:
+            return &m_noDeclaration;
+        default:
+            return nullptr;
+        }
+    }
+
+    HRESULT CheckName(LPCWSTR prefix, LPCWSTR name, LPCWSTR namespaceUri, std::size_t & length) const
+    {
+        if ((prefix && *prefix) || (namespaceUri && *namespaceUri))
+            return E_NOTIMPL;
+        if (!name || *name == 0)
+            return E_INVALIDARG;
+        length = XmlPlainNameLength(name);
+        if (length == 0)
+            return WC_E_NAMECHARACTER;
+        if (m_output && !m_output->HoldsAll())
+        {
+            for (std::size_t i = 0; i < length; ++i)
+            {
+                if (!m_output->Holds(static_cast<char32_t>(name[i])))
+                    return WC_E_NAMECHARACTER;
+            }
+        }
+        return S_OK;
+    }
+
+    // Whether the attribute is new to this tag; it is known from now on.
+    bool Remember(std::wstring_view name)
+    {
+        std::size_t const count = m_attributes.size();
+        if (count < kComparedNames)
+        {
+            for (auto const & [offset, length] : m_attributes)
+            {
+                if (std::wstring_view(m_attributeNames).substr(offset, length) == name)
+                    return false;
+            }
+        }
+        else
+        {
+            if (count == kComparedNames)
+            {
+                m_known.clear();
+                for (auto const & [offset, length] : m_attributes)
+                    m_known.insert(m_attributeNames.substr(offset, length));
+            }
+            if (!m_known.insert(std::wstring(name)).second)
+                return false;
+        }
+        m_attributes.emplace_back(m_attributeNames.size(), name.size());
+        m_attributeNames.append(name);
+        return true;
+    }
+
+    void Open()
+    {
+        // The mark is a character of the text like any other, for every encoding that has it.
+        if (m_output && m_mark)
+            m_owesMark = true;
+        if (m_noDeclaration)
+            return;
+        m_text->append(L"<?xml version=\"1.0\" encoding=\"");
+        m_text->append(m_output ? m_output->Name() : std::wstring(L"UTF-16"));
+        m_text->append(L"\"?>");
+        if (m_indent)
+            m_text->append(L"\r\n");
+    }
+
+    // A new line inside the element, unless it would become part of its text.
+    void NewLine(OpenElement const & element)
+    {
+        if (!m_indent || element.text)
+            return;
+        m_text->append(L"\r\n");
+        m_text->append(2 * m_open.size(), L' ');
+    }
+
+    void CloseTag()
+    {
+        if (m_state == State::tag)
+            m_text->push_back(L'>');
+        m_state = State::content;
+    }
+
+    void CloseElement()
+    {
+        OpenElement const element = m_open.back();
+        m_open.pop_back();
+        if (m_state == State::tag)
+        {
+            m_text->append(L" />", 3);
+        }
+        else
+        {
+            if (element.children)
+                NewLine(element);
+            m_text->append(L"</", 2);
+            m_text->append(m_names, m_names.size() - element.nameLength, element.nameLength);
+            m_text->push_back(L'>');
+        }
+        m_names.resize(m_names.size() - element.nameLength);
+        m_state = m_open.empty() ? State::epilog : State::content;
+    }
+
+    // Hands a full buffer to the stream.
+    HRESULT Spill()
+    {
+        if (m_text != &m_buffer || m_buffer.size() < kBuffered)
+            return S_OK;
+        return SpillAll();
+    }
+
+    HRESULT SpillAll()
+    {
+        if (!m_text)
+            return WR_E_INVALIDACTION;
+        if (!m_output)
+            return S_OK;
+        if (m_owesMark)
+        {
+            m_owesMark = false;
+            HRESULT const result = m_output->WriteMark();
+            if (FAILED(result))
+                return result;
+        }
+        HRESULT const result = m_output->Write(m_buffer);
+        m_buffer.clear();
+        return result;
+    }
+
+    // The code for a character that XML cannot hold at the place, or the code point and how many wchar_t it takes.
+    static HRESULT Fair(std::wstring_view text, std::size_t i, char32_t & c, std::size_t & taken) noexcept
+    {
+        c = static_cast<char32_t>(text[i]);
+        taken = 1;
+        if (c >= 0xD800 && c < 0xE000)
+        {
+            char32_t const next = i + 1 < text.size() ? static_cast<char32_t>(text[i + 1]) : 0;
+            if (c >= 0xDC00 || next < 0xDC00 || next >= 0xE000)
+                return WR_E_INVALIDSURROGATEPAIR;
+            c = 0x10000 + ((c - 0xD800) << 10) + (next - 0xDC00);
+            taken = 2;
+            return S_OK;
+        }
+        if (c == 0xFFFE || c == 0xFFFF || c > 0x10FFFF)
+            return WC_E_XMLCHARACTER;
+        return S_OK;
+    }
+
+    static HRESULT CheckText(std::wstring_view text) noexcept
+    {
+        for (std::size_t i = 0; i < text.size();)
+        {
+            char32_t const c = static_cast<char32_t>(text[i]);
+            if (c < 0x80)
+            {
+                if (kKinds[c] == kForbidden)
+                    return WC_E_XMLCHARACTER;
+                ++i;
+                continue;
+            }
+            if (c < 0xD800)
+            {
+                ++i;
+                continue;
+            }
+            char32_t whole = 0;
+            std::size_t taken = 0;
+            HRESULT const result = Fair(text, i, whole, taken);
+            if (FAILED(result))
+                return result;
+            i += taken;
+        }
+        return S_OK;
+    }
+
+    void AppendReference(char32_t c)
+    {
+        m_text->append(L"&#x", 3);
+        bool begun = false;
+        for (int shift = 20; shift >= 0; shift -= 4)
+        {
+            char32_t const digit = (c >> shift) & 0xF;
+            begun = begun || digit != 0;
+            if (begun)
+                m_text->push_back(L"0123456789ABCDEF"[digit]);
+        }
+        m_text->push_back(L';');
+    }
+
+    HRESULT Escape(std::wstring_view text, bool attribute)
+    {
+        bool const all = !m_output || m_output->HoldsAll();
+        wchar_t const * const begin = text.data();
+        std::size_t plain = 0; // what was not copied yet begins here
+        std::size_t i = 0;
+        auto const copy = [&] { m_text->append(begin + plain, i - plain); };
+        while (i < text.size())
+        {
+            char32_t const c = static_cast<char32_t>(begin[i]);
+            if (c < 0x80)
+            {
+                if (kKinds[c] == kPlain)
+                {
+                    ++i;
+                    continue;
+                }
+                std::wstring_view form;
+                switch (c)
+                {
+                case '<':
+                    form = L"&lt;";
+                    break;
+                case '>':
+                    form = L"&gt;";
+                    break;
+                case '&':
+                    form = L"&amp;";
+                    break;
+                case '\r':
+                    form = L"&#xD;";
+                    break;
+                case '"':
+                    form = attribute ? L"&quot;" : L"";
+                    break;
+                case '\t':
+                    form = attribute ? L"&#x9;" : L"";
+                    break;
+                case '\n':
+                    form = attribute ? L"&#xA;" : L"";
+                    break;
+                default:
+                    copy();
+                    return WC_E_XMLCHARACTER;
+                }
+                if (form.empty())
+                {
+                    ++i;
+                    continue;
+                }
+                copy();
+                m_text->append(form);
+                plain = ++i;
+                continue;
+            }
+            if (c < 0xD800 && all)
+            {
+                ++i;
+                continue;
+            }
+            char32_t whole = 0;
+            std::size_t taken = 0;
+            HRESULT const result = Fair(text, i, whole, taken);
+            if (FAILED(result))
+            {
+                copy();
+                return result;
+            }
+            if (!all && !m_output->Holds(whole))
+            {
+                copy();
+                AppendReference(whole);
+                plain = i + taken;
+            }
+            else if (taken == 2)
+            {
+                // The two halves are one character.
+                copy();
+                m_text->push_back(static_cast<wchar_t>(whole));
+                plain = i + taken;
+            }
+            i += taken;
+        }
+        copy();
+        return S_OK;
+    }
+
+    std::atomic<ULONG> m_references{1};
+    State m_state = State::noOutput;
+    bool m_indent = false;
+    bool m_mark = true;
+    bool m_noDeclaration = false;
+    bool m_owesMark = false;
+    XmlOutput * m_output = nullptr;
+    std::wstring m_buffer;
+    std::wstring * m_text = nullptr; // the buffer, or the caller's string
+    std::wstring m_names;            // of the open elements, one behind the other
+    std::vector<OpenElement> m_open;
+    std::wstring m_attributeNames; // of the open tag
+    std::vector<std::pair<std::size_t, std::size_t>> m_attributes;
+    std::unordered_set<std::wstring> m_known;
+};
+
+} // namespace
+
+} // namespace qvlib::host
+
+HRESULT CreateXmlWriter(REFIID iid, void ** object, IMalloc *)
+{
+    if (!object)
+        return E_INVALIDARG;
+    *object = nullptr;
+    qvlib::host::XmlWriter * const writer = new (std::nothrow) qvlib::host::XmlWriter;
+    if (!writer)
+        return E_OUTOFMEMORY;
+    HRESULT const result = static_cast<IXmlWriter *>(writer)->QueryInterface(iid, object);
+    writer->Release();
+    return result;
+}

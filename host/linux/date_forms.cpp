@@ -104,29 +104,26 @@ void AddLocaleNames(DateForms & forms, icu::Locale const & locale)
         return;
     }
     using Symbols = icu::DateFormatSymbols;
-    for (auto const context : {Symbols::FORMAT, Symbols::STANDALONE})
+    // The platform has one short name a month and day, which is the one that stands alone.
+    constexpr std::pair<Symbols::DtContextType, Symbols::DtWidthType> kRead[] = {
+        {Symbols::FORMAT, Symbols::WIDE},
+        {Symbols::STANDALONE, Symbols::WIDE},
+        {Symbols::STANDALONE, Symbols::ABBREVIATED}};
+    int count = 0;
+    for (auto const & [context, width] : kRead)
     {
-        for (auto const width : {Symbols::WIDE, Symbols::ABBREVIATED})
+        icu::UnicodeString const * texts = symbols.getMonths(count, context, width);
+        for (int i = 0; i < count && i < 12; ++i)
         {
-            int count = 0;
-            icu::UnicodeString const * texts = symbols.getMonths(count, context, width);
-            for (int i = 0; i < count && i < 12; ++i)
-            {
-                std::wstring const name = Wide(texts[i]);
-                if (width == Symbols::ABBREVIATED && context == Symbols::FORMAT)
-                {
-                    forms.shortMonths[i] = name;
-                }
-                AddName(forms, name, DateName::Month, static_cast<unsigned>(i) + 1);
-            }
-            texts = symbols.getWeekdays(count, context, width);
-            for (int i = 1; i < count; ++i)
-            {
-                AddName(forms, Wide(texts[i]), DateName::Weekday, 0);
-            }
+            forms.shortMonths[i] = Wide(texts[i]);
+            AddName(forms, forms.shortMonths[i], DateName::Month, static_cast<unsigned>(i) + 1);
+        }
+        texts = symbols.getWeekdays(count, context, width);
+        for (int i = 1; i < count; ++i)
+        {
+            AddName(forms, Wide(texts[i]), DateName::Weekday, 0);
         }
     }
-    int count = 0;
     icu::UnicodeString const * const halves = symbols.getAmPmStrings(count);
     if (count == 2)
     {
@@ -160,6 +157,12 @@ std::wstring PlatformPattern(icu::DateFormat const * format)
             std::size_t const after = close == std::wstring::npos ? pattern.size() : close + 1;
             result.append(pattern, i, after - i);
             i = after;
+            if (i < pattern.size() && pattern[i] == L'.')
+            {
+                // The dot of an abbreviation, as in "'г'.", is part of its text.
+                result.insert(result.size() - 1, 1, L'.');
+                ++i;
+            }
             continue;
         }
         case L'y':
@@ -189,7 +192,9 @@ std::wstring PlatformPattern(icu::DateFormat const * format)
             result += L"tt";
             break;
         default:
-            if (!(letter >= L'a' && letter <= L'z') && !(letter >= L'A' && letter <= L'Z'))
+            // No other letters (eras), and no marks of the writing direction.
+            if (!(letter >= L'a' && letter <= L'z') && !(letter >= L'A' && letter <= L'Z') &&
+                u_charType(static_cast<UChar32>(letter)) != U_FORMAT_CHAR)
             {
                 result.append(run, iswspace(static_cast<int>(letter)) ? L' ' : letter);
             }
@@ -293,6 +298,7 @@ std::shared_ptr<DateForms const> MakeForms(std::string const & name)
     forms->order = OrderOf(forms->date);
     forms->dotInDates = HasDot(forms->date);
     forms->dotInTimes = HasDot(forms->time);
+    forms->halfDayFirst = forms->time.front() == L't';
     return forms;
 }
 

@@ -75,7 +75,8 @@ public:
         // A separator is between things, but for one that the locale's own dates end with.
         bool const complete = m_last == Separator::None || m_last == Separator::Blank ||
                               (m_last == Separator::Date && m_separator == EndOfPattern());
-        return complete && !m_inTime && (parts.dateCount != 1) && (parts.dateCount != 0 || parts.timeCount != 0);
+        return complete && !m_inTime && !MarkWaits(parts) && (parts.dateCount != 1) &&
+               (parts.dateCount != 0 || parts.timeCount != 0);
     }
 
 private:
@@ -110,10 +111,14 @@ private:
         return nullptr;
     }
 
-    /// The quoted texts of the locale's pattern say nothing.
-    bool SkipPatternText()
+    /// A mark of the half of the day was read, and its time is still to come.
+    static bool MarkWaits(Parts const & parts) { return parts.halfDay && parts.timeCount == 0; }
+
+    /// The quoted texts of the locale's patterns say nothing.
+    bool SkipPatternText() { return SkipQuoted(m_forms.date) || SkipQuoted(m_forms.time); }
+
+    bool SkipQuoted(std::wstring_view pattern)
     {
-        std::wstring_view const pattern = m_forms.date;
         for (std::size_t open = pattern.find(L'\''); open != pattern.npos;)
         {
             std::size_t const close = pattern.find(L'\'', open + 1);
@@ -221,7 +226,7 @@ private:
     bool Place(Parts & parts, Value value)
     {
         Separator const behind = ReadSeparator(parts);
-        bool const inTime = m_inTime || behind == Separator::Time;
+        bool const inTime = m_inTime || behind == Separator::Time || MarkWaits(parts);
         m_afterTime = inTime;
         if (inTime)
         {
@@ -256,19 +261,25 @@ private:
         return true;
     }
 
+    /// Whether a mark of the half of the day comes next, and belongs to the value before it.
     bool IsHalfDayNext()
     {
         wchar_t const * const here = m_next;
         DateName const * const name = ReadName();
+        SkipBlanks();
+        bool const digit = *m_next >= L'0' && *m_next <= L'9';
         m_next = here;
-        return name != nullptr && name->kind == DateName::HalfDay;
+        bool const ownMark = name != nullptr && m_forms.halfDayFirst && name->text[0] > 0x7F;
+        return name != nullptr && name->kind == DateName::HalfDay && !(ownMark && digit);
     }
 
     bool ReadHalfDay(Parts & parts, DateName const & name)
     {
-        // A single letter is taken behind a bare time only.
-        bool const accepted = m_afterTime && !m_inTime && !parts.halfDay && m_last != Separator::Comma &&
-                              (name.text.size() > 1 || parts.dateCount == 0);
+        // "a" and "p" are taken behind a bare time only.
+        bool const afterTime = m_afterTime && m_last != Separator::Comma &&
+                               ((name.text != L"a" && name.text != L"p") || parts.dateCount == 0);
+        bool const beforeTime = m_forms.halfDayFirst && parts.timeCount == 0;
+        bool const accepted = !m_inTime && !parts.halfDay && (afterTime || beforeTime);
         if (!accepted)
         {
             return false;

@@ -4,6 +4,7 @@
 #include "host/linux/internal/calendar.h"
 #include "host/linux/internal/date_forms.h"
 
+#include <cmath>
 #include <cwchar>
 #include <string_view>
 
@@ -151,12 +152,15 @@ HRESULT VarBstrFromDate(DATE date, LCID locale, ULONG flags, BSTR * text)
         return E_INVALIDARG;
     }
     Moment const moment = {CivilFromSerial(serial), second / 3600, second / 60 % 60, second % 60};
+    // Which parts are there is seen before the rounding: a second before midnight stays a time.
+    bool const hasDate = std::trunc(date) != 0.0;
+    bool const hasTime = !hasDate || std::trunc(date) != date;
     Text written;
-    if (serial != 0 && (flags & VAR_TIMEVALUEONLY) == 0)
+    if (hasDate && (flags & VAR_TIMEVALUEONLY) == 0)
     {
         PutPattern(written, forms->date, *forms, moment);
     }
-    if ((serial == 0 || second != 0) && (flags & VAR_DATEVALUEONLY) == 0)
+    if (hasTime && (flags & VAR_DATEVALUEONLY) == 0)
     {
         if (!written.IsEmpty())
         {

@@ -236,7 +236,14 @@ TEST(Dates, TextWithoutAYearIsOfTheRunningOne)
 TEST(Dates, AMonthNameInTheMiddleStandsBehindItsDay)
 {
     EXPECT_EQ(Read(L"5-Jan-20", kEnglishUS), Read(L"2020-01-05", kEnglishUS));
-    EXPECT_EQ(Read(L"1,,2,2023", kEnglishUS), Read(L"1//2023", kEnglishUS)) << "neither is a date";
+}
+
+TEST(Dates, SeparatorsStandAlone)
+{
+    for (wchar_t const * text : {L"1,,2,2023", L"1//2023", L"10::30", L"10:-30", L"2023--01-02", L"1/2/", L"1,"})
+    {
+        EXPECT_TRUE(std::isnan(Read(text, kEnglishUS))) << text;
+    }
 }
 
 TEST(Dates, WhatIsWrittenIsReadBack)

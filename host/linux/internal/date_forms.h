@@ -44,8 +44,9 @@ struct DateForms
     std::wstring shortMonths[12];
     std::vector<DateName> names; ///< longest first
     FieldOrder order = FieldOrder::MonthDayYear;
-    bool dotInDates = false; ///< a dot stands between the fields of a date
-    bool dotInTimes = false; ///< a dot stands between the fields of a time; so it does wherever dates have none
+    bool dotInDates = false;   ///< a dot stands between the fields of a date
+    bool dotInTimes = false;   ///< a dot stands between the fields of a time; so it does wherever dates have none
+    bool halfDayFirst = false; ///< the mark of the half of the day stands before the time
 };
 
 /// The forms of a locale id, kept once made; null for an id that names no locale. Thread-safe.

@@ -39,8 +39,8 @@ public:
     CRegistry(HKEY root, bool ownsRoot);
     /// A key of the current user.
     CRegistry(wchar_t const * subKey, bool create, unsigned long access);
-    /// A second cursor at the same place, with handles of its own and full access; invalid, or at the root, when the
-    /// keys cannot be opened so.
+    /// A second cursor at the same place, with handles of its own and full access; invalid when the keys cannot
+    /// be opened so.
     CRegistry(CRegistry const & other);
     CRegistry & operator=(CRegistry const & other);
     ~CRegistry();
@@ -102,7 +102,7 @@ public:
     /// Writes the value's bytes to the file at its position.
     bool GetValue(wchar_t const * name, CFile & file) const;
 
-    // Writes: true on success.
+    // Writes: true on success. A number that does not fit 32 bits is not written.
     bool SetValue(wchar_t const * name, unsigned long value);
     bool SetValue(wchar_t const * name, long value);
     bool SetValue(wchar_t const * name, unsigned int value);

@@ -27,6 +27,9 @@ class QVLIB_API CSimpleTokenizer
 public:
     CSimpleTokenizer() = default;
     explicit CSimpleTokenizer(CQVString const & text) : m_text(text) {}
+    // Declared, so that nothing is moved: a text taken away would leave the cursor behind.
+    CSimpleTokenizer(CSimpleTokenizer const &) = default;
+    CSimpleTokenizer & operator=(CSimpleTokenizer const &) = default;
 
     /// Takes another text, and forgets cursor and token.
     void SetString(CQVString const & text);
@@ -70,8 +73,6 @@ public:
     bool eof() const { return m_cursor == nullptr || *m_cursor == L'\0'; }
 
 private:
-    bool Move(wchar_t const * delimiter, std::size_t delimiterLength);
-
     CQVString m_text;
     wchar_t const * m_cursor = nullptr;
     wchar_t const * m_token = nullptr;

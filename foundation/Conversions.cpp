@@ -1,16 +1,17 @@
 #include "qvlib/Conversions.h"
 
+#include "host/internal/decimal.h"
 #include "qvlib/framework/exceptions.h"
 #include "qvlib/host/crt.h"
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <string_view>
 
 namespace qvlib
 {
@@ -18,30 +19,39 @@ namespace qvlib
 namespace
 {
 
-constexpr char kDigitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-                               "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-                               "8081828384858687888990919293949596979899";
+/// "00" to "99", ready to be copied.
+constexpr auto kDigitPairs = []
+{
+    std::array<wchar_t, 200> pairs{};
+    for (std::size_t i = 0; i < 100; ++i)
+    {
+        pairs[2 * i] = static_cast<wchar_t>(L'0' + i / 10);
+        pairs[2 * i + 1] = static_cast<wchar_t>(L'0' + i % 10);
+    }
+    return pairs;
+}();
 
-/// Straight into the string's buffer: no text in between, and no allocation when there is room.
+/// Writes the digits in front of `end`, none for 0; gives where they begin.
+wchar_t * WriteDigits(wchar_t * end, std::uint64_t value) noexcept
+{
+    while (value >= 10)
+    {
+        end -= 2;
+        std::memcpy(end, &kDigitPairs[2 * (value % 100)], 2 * sizeof(wchar_t));
+        value /= 100;
+    }
+    if (value != 0)
+        *--end = static_cast<wchar_t>(L'0' + value);
+    return end;
+}
+
 CQVString & PutDecimal(CQVString & out, bool negative, std::uint64_t magnitude)
 {
     wchar_t text[24];
     wchar_t * const end = text + 24;
-    wchar_t * first = end;
-    while (magnitude >= 100)
-    {
-        char const * const pair = kDigitPairs + 2 * (magnitude % 100);
-        magnitude /= 100;
-        *--first = static_cast<wchar_t>(pair[1]);
-        *--first = static_cast<wchar_t>(pair[0]);
-    }
-    if (magnitude >= 10)
-    {
-        *--first = static_cast<wchar_t>(kDigitPairs[2 * magnitude + 1]);
-        *--first = static_cast<wchar_t>(kDigitPairs[2 * magnitude]);
-    }
-    else
-        *--first = static_cast<wchar_t>(L'0' + magnitude);
+    wchar_t * first = WriteDigits(end, magnitude);
+    if (first == end)
+        *--first = L'0';
     if (negative)
         *--first = L'-';
     out.SetString(first, static_cast<int>(end - first));
@@ -97,8 +107,57 @@ std::wstring AsStlString(bool value, bool trueFalse)
 
 CQVString & AsString(CQVString & out, double value) { return AsString(out, value, 16UL); }
 
+namespace
+{
+
+/// The common case of the function below, by arithmetic: true when it was one.
+bool PutCommonDouble(CQVString & out, double value, unsigned long precision)
+{
+    host::ScaledDecimal scaled;
+    if (precision > 17 || !host::ScaleExactly(std::abs(value), static_cast<int>(precision), scaled) ||
+        scaled.digits == 0)
+        return false;
+    int length = host::DecimalLength(scaled.digits);
+    int const point = length - scaled.places;
+    if (point >= 0)
+    {
+        // Zeros at the end go, as many as there are decimals and not more.
+        for (int const zeros : {8, 8, 4, 2, 1})
+            if (length - zeros >= point && scaled.digits % host::kPowersOfTen[zeros] == 0)
+            {
+                scaled.digits /= host::kPowersOfTen[zeros];
+                length -= zeros;
+            }
+    }
+    // Digits end at a fixed place; in front of them there is room for a point, 17 zeros, "0." and a sign.
+    wchar_t text[48];
+    wchar_t * const end = text + 48;
+    wchar_t * first = WriteDigits(end, scaled.digits);
+    if (point <= 0)
+    {
+        for (int zeros = point; zeros < 0; ++zeros)
+            *--first = L'0';
+        *--first = L'.';
+        *--first = L'0';
+    }
+    else if (point < length)
+    {
+        std::memmove(first - 1, first, static_cast<std::size_t>(point) * sizeof(wchar_t));
+        --first;
+        first[point] = L'.';
+    }
+    if (std::signbit(value))
+        *--first = L'-';
+    out.SetString(first, static_cast<int>(end - first));
+    return true;
+}
+
+} // namespace
+
 CQVString & AsString(CQVString & out, double value, unsigned long precision)
 {
+    if (PutCommonDouble(out, value, precision))
+        return out;
     char digits[kDigitBuffer];
     int point = 0;
     int negative = 0;

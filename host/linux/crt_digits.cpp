@@ -2,6 +2,8 @@
 // care, since the C++ library's own routines round those to even.
 #include "qvlib/host/crt.h"
 
+#include "host/internal/decimal.h"
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
@@ -12,48 +14,11 @@
 namespace
 {
 
+using qvlib::host::Binary;
+using qvlib::host::kSignificant;
+
 constexpr int kInvalid = 22; ///< EINVAL
 constexpr int kRange = 34;   ///< ERANGE
-/// A double's text needs no more digits than these to give the same double again; the rest are zeros.
-constexpr int kSignificant = 17;
-
-__extension__ using Wide = unsigned __int128;
-
-constexpr std::uint64_t kPowersOfTen[] = {1,
-                                          10,
-                                          100,
-                                          1000,
-                                          10000,
-                                          100000,
-                                          1000000,
-                                          10000000,
-                                          100000000,
-                                          1000000000,
-                                          10000000000,
-                                          100000000000,
-                                          1000000000000,
-                                          10000000000000,
-                                          100000000000000,
-                                          1000000000000000,
-                                          10000000000000000,
-                                          100000000000000000};
-
-/// A positive finite value as mantissa * 2^exponent.
-struct Binary
-{
-    std::uint64_t mantissa;
-    int exponent;
-
-    explicit Binary(double value) noexcept
-    {
-        std::uint64_t const bits = std::bit_cast<std::uint64_t>(value);
-        std::uint64_t const fraction = bits & ((std::uint64_t{1} << 52) - 1);
-        int const biased = static_cast<int>(bits >> 52 & 0x7FF);
-        mantissa = biased == 0 ? fraction : fraction | std::uint64_t{1} << 52;
-        exponent = std::max(biased, 1) - 1075;
-    }
-};
-
 /// Up to 17 significant digits (18 when they were rounded up to a power of ten), and where the point stands.
 struct Digits
 {
@@ -140,33 +105,16 @@ bool IsHalfOrMore(double value, Digits const & digits) noexcept
 /// The digits of a positive value with `decimals` behind the point, but no more than 17 that count.
 void FixedDigits(double value, int decimals, Digits & digits) noexcept
 {
-    // Within these bounds the value times a power of ten is a whole number of 128 bits over a power of two: exact.
-    if (value < 1e17 && decimals >= 0 && (value >= 1 || decimals <= kSignificant))
+    if (qvlib::host::ScaledDecimal scaled; qvlib::host::ScaleExactly(value, decimals, scaled))
     {
-        Binary const binary(value);
-        int places = decimals;
-        if (value >= 1)
-        {
-            std::uint64_t const whole = static_cast<std::uint64_t>(value);
-            int length = 1;
-            while (length < kSignificant && whole >= kPowersOfTen[length])
-                ++length;
-            places = std::min(places, kSignificant - length);
-        }
-        Wide const product = static_cast<Wide>(binary.mantissa) * kPowersOfTen[places];
-        std::uint64_t rounded = 0;
-        if (binary.exponent >= 0)
-            rounded = static_cast<std::uint64_t>(product << binary.exponent);
-        else if (int const shift = -binary.exponent; shift < 128)
-            rounded = static_cast<std::uint64_t>((product + (Wide{1} << (shift - 1))) >> shift);
-        if (rounded == 0)
+        if (scaled.digits == 0)
         {
             digits.point = -decimals;
             return;
         }
-        digits.count =
-            static_cast<int>(std::to_chars(digits.text, digits.text + sizeof digits.text, rounded).ptr - digits.text);
-        digits.point = digits.count - places;
+        digits.count = static_cast<int>(
+            std::to_chars(digits.text, digits.text + sizeof digits.text, scaled.digits).ptr - digits.text);
+        digits.point = digits.count - scaled.places;
         return;
     }
     SignificantDigits(value, kSignificant, digits);

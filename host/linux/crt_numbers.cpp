@@ -44,7 +44,6 @@ Number ReadInteger(wchar_t const * text, int base) noexcept
     if (base == 16 && prefixed)
         at += 2;
     std::uint64_t const unit = static_cast<std::uint64_t>(base);
-    wchar_t const * const first = at;
     for (int digit; (digit = DigitValue(*at)) < base; ++at)
         if (__builtin_mul_overflow(number.magnitude, unit, &number.magnitude) ||
             __builtin_add_overflow(number.magnitude, static_cast<std::uint64_t>(digit), &number.magnitude))
@@ -89,6 +88,11 @@ bool IsAsciiDigit(wchar_t character) noexcept { return character >= L'0' && char
 /// further digit that is not 0 counts as much as any other.
 constexpr int kDecidingDigits = 800;
 
+constexpr int kExactDigits = 19;
+constexpr std::uint64_t kExactWhole = std::uint64_t{1} << 53;
+constexpr double kExactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 double ReadDouble(wchar_t const * text, wchar_t const *& end) noexcept
 {
     end = text;
@@ -104,35 +108,36 @@ double ReadDouble(wchar_t const * text, wchar_t const *& end) noexcept
     // The digits go into narrow text as a whole number; `scale` is the power of ten that is left over.
     char digits[kDecidingDigits + 40];
     int count = 0;
+    std::uint64_t whole = 0;
     long long scale = 0;
-    bool any = false;
-    bool behindPoint = false;
     bool dropped = false;
-    for (;; ++at)
+    auto const take = [&](bool behindPoint)
     {
-        if (*at == L'.' && !behindPoint)
+        wchar_t const * const from = at;
+        for (; count == 0 && *at == L'0'; ++at)
         {
-            behindPoint = true;
-            continue;
         }
-        if (!IsAsciiDigit(*at))
-            break;
-        any = true;
-        if (count == 0 && *at == L'0')
+        for (unsigned digit; (digit = static_cast<unsigned>(*at) - '0') <= 9U; ++at)
         {
-            scale -= behindPoint;
-            continue;
+            if (count >= kDecidingDigits)
+            {
+                dropped |= digit != 0;
+                scale += 1;
+                continue;
+            }
+            if (count < kExactDigits)
+                whole = whole * 10 + digit;
+            digits[count++] = static_cast<char>('0' + digit);
         }
-        if (count < kDecidingDigits)
-        {
-            digits[count++] = static_cast<char>(*at);
-            scale -= behindPoint;
-        }
-        else
-        {
-            dropped |= *at != L'0';
-            scale += !behindPoint;
-        }
+        if (behindPoint)
+            scale -= at - from;
+        return at != from;
+    };
+    bool any = take(false);
+    if (*at == L'.')
+    {
+        ++at;
+        any |= take(true);
     }
     if (!any)
         return 0;
@@ -153,22 +158,31 @@ double ReadDouble(wchar_t const * text, wchar_t const *& end) noexcept
             end = power;
         }
     }
+    double value = 0;
     if (count == 0)
         return negative ? -0.0 : 0.0;
+    // A whole number and a power of ten that doubles hold exactly: one operation rounds once.
+    if (count <= kExactDigits && whole <= kExactWhole && scale >= -22 && scale <= 22)
+    {
+        double const exact = static_cast<double>(whole);
+        value = scale < 0 ? exact / kExactPowers[-scale] : exact * kExactPowers[scale];
+        return negative ? -value : value;
+    }
     if (dropped)
     {
         digits[count++] = '1';
         --scale;
     }
-    // No text of a length that memory can hold comes back from here: what is left is infinity or nothing.
-    double value = 0;
     if (scale + count > 310)
         value = std::numeric_limits<double>::infinity();
     else if (scale + count >= -330)
     {
         char * last = digits + count;
-        *last++ = 'e';
-        last = std::to_chars(last, digits + sizeof digits, scale).ptr;
+        if (scale != 0)
+        {
+            *last++ = 'e';
+            last = std::to_chars(last, digits + sizeof digits, scale).ptr;
+        }
         std::from_chars_result const result = std::from_chars(digits, last, value);
         if (result.ec == std::errc::result_out_of_range)
             value = scale + count > 0 ? std::numeric_limits<double>::infinity() : 0.0;

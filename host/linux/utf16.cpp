@@ -43,6 +43,8 @@ struct NativeUnits
 
 /// Texts are worked through in blocks; a block that needs no surrogates takes a loop that vectorises.
 constexpr std::size_t kBlock = 32;
+constexpr std::size_t kStretch = 1U << 20;
+constexpr std::size_t kShortStretch = 1U << 15;
 
 template <class Form, class Place>
 std::size_t Encode(wchar_t const * text, std::size_t length, Place * place) noexcept
@@ -90,9 +92,17 @@ bool IsLow(std::uint32_t unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
 template <class Form, class Place>
 std::size_t DecodedLength(Place const * place, std::size_t unitCount) noexcept
 {
+    // Counted in stretches that 16 bits hold, so that the loop keeps to 16-bit lanes.
     std::size_t pairs = 0;
-    for (std::size_t i = 1; i < unitCount; ++i)
-        pairs += static_cast<std::size_t>(IsHigh(Form::Read(place, i - 1)) & IsLow(Form::Read(place, i)));
+    for (std::size_t i = 1; i < unitCount;)
+    {
+        std::size_t const end = unitCount - i < kShortStretch ? unitCount : i + kShortStretch;
+        std::uint16_t count = 0;
+        for (; i < end; ++i)
+            count =
+                static_cast<std::uint16_t>(count + (IsHigh(Form::Read(place, i - 1)) & IsLow(Form::Read(place, i))));
+        pairs += count;
+    }
     return unitCount - pairs;
 }
 
@@ -136,8 +146,14 @@ std::size_t Decode(Place const * place, std::size_t unitCount, wchar_t * text) n
 std::size_t Utf16Length(wchar_t const * text, std::size_t length) noexcept
 {
     std::size_t pairs = 0;
-    for (std::size_t i = 0; i < length; ++i)
-        pairs += static_cast<std::uint32_t>(text[i]) - 0x10000U <= 0xFFFFFU;
+    for (std::size_t i = 0; i < length;)
+    {
+        std::size_t const end = length - i < kStretch ? length : i + kStretch;
+        std::uint32_t count = 0;
+        for (; i < end; ++i)
+            count += static_cast<std::uint32_t>(text[i]) - 0x10000U <= 0xFFFFFU;
+        pairs += count;
+    }
     return length + pairs;
 }
 

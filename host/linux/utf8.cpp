@@ -11,7 +11,8 @@ namespace
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
 /// ASCII passes in blocks of this size, in loops that vectorise.
-constexpr std::size_t kBlock = 16;
+constexpr std::size_t kBlock = 32;
+constexpr std::size_t kStretch = 1U << 20;
 
 bool IsAsciiBlock(char const * bytes) noexcept
 {
@@ -28,6 +29,23 @@ bool IsAsciiBlock(char const * bytes) noexcept
 std::uint32_t NextPoint(char const * bytes, std::size_t count, std::size_t & at, bool & valid) noexcept
 {
     std::uint32_t const lead = static_cast<unsigned char>(bytes[at++]);
+    // The commonest forms, when they are whole and right.
+    std::uint32_t const second = at < count ? static_cast<unsigned char>(bytes[at]) ^ 0x80U : 0xFF;
+    if (lead - 0xC2 <= 0xDF - 0xC2 && second < 0x40)
+    {
+        ++at;
+        return (lead & 0x1F) << 6 | second;
+    }
+    if ((lead & 0xF0) == 0xE0 && second < 0x40 && count - at >= 2)
+    {
+        std::uint32_t const third = static_cast<unsigned char>(bytes[at + 1]) ^ 0x80U;
+        std::uint32_t const point = (lead & 0xF) << 12 | second << 6 | third;
+        if (third < 0x40 && point >= 0x800 && (point & 0xF800) != 0xD800)
+        {
+            at += 2;
+            return point;
+        }
+    }
     // The second byte's range keeps out overlong forms, surrogates and what lies above U+10FFFF.
     unsigned extra = 0;
     unsigned low = 0x80;
@@ -72,12 +90,19 @@ std::uint32_t NextPoint(char const * bytes, std::size_t count, std::size_t & at,
 
 std::size_t Utf8Length(wchar_t const * text, std::size_t length) noexcept
 {
+    // Counted in stretches that 32 bits hold, so that the loop keeps to 32-bit lanes.
     std::size_t extra = 0;
-    for (std::size_t i = 0; i < length; ++i)
+    for (std::size_t i = 0; i < length;)
     {
-        std::uint32_t const c = static_cast<std::uint32_t>(text[i]);
-        extra += static_cast<std::size_t>(c > 0x7F) + static_cast<std::size_t>(c > 0x7FF) +
-                 static_cast<std::size_t>(c - 0x10000U <= 0xFFFFFU);
+        std::size_t const end = length - i < kStretch ? length : i + kStretch;
+        std::uint32_t count = 0;
+        for (; i < end; ++i)
+        {
+            std::uint32_t const c = static_cast<std::uint32_t>(text[i]);
+            count += static_cast<std::uint32_t>(c > 0x7F) + static_cast<std::uint32_t>(c > 0x7FF) +
+                     static_cast<std::uint32_t>(c - 0x10000U <= 0xFFFFFU);
+        }
+        extra += count;
     }
     return length + extra;
 }

@@ -44,6 +44,7 @@ Number ReadInteger(wchar_t const * text, int base) noexcept
     if (base == 16 && prefixed)
         at += 2;
     std::uint64_t const unit = static_cast<std::uint64_t>(base);
+    wchar_t const * const first = at;
     for (int digit; (digit = DigitValue(*at)) < base; ++at)
         if (__builtin_mul_overflow(number.magnitude, unit, &number.magnitude) ||
             __builtin_add_overflow(number.magnitude, static_cast<std::uint64_t>(digit), &number.magnitude))

@@ -32,32 +32,57 @@ double FractionOf(double value) { return value - detail::CutToInt(value); }
 /// To the next whole number away from zero.
 int Partial(double value) { return detail::CutToInt(value >= 0.0 ? std::ceil(value) : std::floor(value)); }
 
+constexpr int kUnits = 5;
+
+/// What each unit holds when the larger ones are taken away, from milliseconds to days.
+void ReadUnits(CTimeSpan const & span, double (&units)[kUnits])
+{
+    double const milliseconds = span.GetSpan() * 86400000.0;
+    double const whole = TLRoundFloat(milliseconds);
+    if (std::fabs(milliseconds - whole) < 0.001 && std::fabs(whole) < 9e15)
+    {
+        // On the grid of milliseconds the units come out exactly; cut from the double they would read one low.
+        long long const count = static_cast<long long>(whole);
+        units[0] = static_cast<double>(count % 1000);
+        units[1] = static_cast<double>(count % 60000) / 1000.0;
+        units[2] = static_cast<double>(count % 3600000) / 60000.0;
+        units[3] = static_cast<double>(count % 86400000) / 3600000.0;
+        units[4] = static_cast<double>(count) / 86400000.0;
+        return;
+    }
+    units[0] = span.GetMilliseconds_();
+    units[1] = span.GetSeconds_();
+    units[2] = span.GetMinutes_();
+    units[3] = span.GetHours_();
+    units[4] = span.GetDays_();
+}
+
 CQVString RemainingText(CTimeSpan const & span, int resolution)
 {
     struct Unit
     {
         int number;
         int limit;
-        double source;
         wchar_t const * one;
         wchar_t const * many;
     };
-    Unit const units[] = {{MilliSeconds, 1000, span.GetMilliseconds_(), L"millisecond", L"milliseconds"},
-                          {Seconds, 60, span.GetSeconds_(), L"second", L"seconds"},
-                          {Minutes, 60, span.GetMinutes_(), L"minute", L"minutes"},
-                          {Hours, 24, span.GetHours_(), L"hour", L"hours"},
-                          {Days, 2147483647, span.GetDays_(), L"day", L"days"}};
-    constexpr int kUnits = 5;
+    static constexpr Unit units[kUnits] = {{MilliSeconds, 1000, L"millisecond", L"milliseconds"},
+                                           {Seconds, 60, L"second", L"seconds"},
+                                           {Minutes, 60, L"minute", L"minutes"},
+                                           {Hours, 24, L"hour", L"hours"},
+                                           {Days, 2147483647, L"day", L"days"}};
+    double sources[kUnits];
+    ReadUnits(span, sources);
     int counts[kUnits] = {};
     for (int i = 0; i < kUnits; ++i)
     {
         if (units[i].number == resolution)
         {
-            counts[i] = detail::CutToInt(TLRoundFloat(units[i].source));
+            counts[i] = detail::CutToInt(TLRoundFloat(sources[i]));
         }
         else if (units[i].number > resolution)
         {
-            counts[i] = detail::CutToInt(units[i].source);
+            counts[i] = detail::CutToInt(sources[i]);
         }
     }
     for (int i = 0; i < kUnits - 1; ++i)

@@ -69,7 +69,8 @@ TEST(ComPtr, HoldsOneReferenceThroughEveryWayOfTakingIt)
         _com_ptr_t<IDispatch> first(&object);
         EXPECT_EQ(object.references, 2U);
         _com_ptr_t<IDispatch> second = first;
-        second = second;
+        _com_ptr_t<IDispatch> const & itself = second;
+        second = itself;
         second = &object;
         EXPECT_EQ(object.references, 3U);
         _com_ptr_t<IDispatch> third(std::move(second));

@@ -326,6 +326,7 @@ public:
 
     /// Whether kind and content are the same; no conversion.
     bool operator==(VARIANT const & other) const noexcept;
+    bool operator==(_variant_t const & other) const noexcept { return *this == static_cast<VARIANT const &>(other); }
     bool operator==(VARIANT const * other) const noexcept { return other != nullptr && *this == *other; }
 
     void Clear();

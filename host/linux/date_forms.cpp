@@ -4,7 +4,9 @@
 #include "qvlib/host/locale.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <string_view>
@@ -264,9 +266,9 @@ FieldOrder OrderOf(std::wstring const & date)
                                       : FieldOrder::MonthDayYear;
 }
 
-std::shared_ptr<DateForms const> MakeForms(std::string const & name)
+std::unique_ptr<DateForms> MakeForms(std::string const & name)
 {
-    auto forms = std::make_shared<DateForms>();
+    auto forms = std::make_unique<DateForms>();
     std::string const form = name == "und" ? name : WithRegion(name);
     if (form == "en-US" || form == "und")
     {
@@ -295,6 +297,9 @@ std::shared_ptr<DateForms const> MakeForms(std::string const & name)
     AddName(*forms, L"p", DateName::HalfDay, 1);
     std::stable_sort(forms->names.begin(), forms->names.end(),
                      [](DateName const & a, DateName const & b) { return a.text.size() > b.text.size(); });
+    forms->digitNames =
+        std::any_of(forms->names.begin(), forms->names.end(),
+                    [](DateName const & entry) { return entry.text[0] >= L'0' && entry.text[0] <= L'9'; });
     forms->order = OrderOf(forms->date);
     forms->dotInDates = HasDot(forms->date);
     forms->dotInTimes = HasDot(forms->time);
@@ -306,6 +311,10 @@ std::shared_ptr<DateForms const> MakeForms(std::string const & name)
 
 wchar_t FoldNameCharacter(wchar_t character)
 {
+    if (character > L' ' && character < 0x7F)
+    {
+        return towlower(character);
+    }
     if (iswspace(static_cast<int>(character)))
     {
         return L' ';
@@ -313,18 +322,25 @@ wchar_t FoldNameCharacter(wchar_t character)
     return static_cast<wchar_t>(u_foldCase(static_cast<UChar32>(character), U_FOLD_CASE_DEFAULT));
 }
 
-std::shared_ptr<DateForms const> DateFormsOf(LCID locale)
+DateForms const * DateFormsOf(LCID locale)
 {
-    // Kept for good: there are no more entries than locales that ICU knows, and the sort order is no part of the key.
+    // There are no more entries than locales that ICU knows: the sort order is no part of the key. They are never
+    // freed, so that dates can be written while the process ends.
     static std::shared_mutex s_lock;
-    static std::map<LCID, std::shared_ptr<DateForms const>> s_forms;
+    static auto & s_forms = *new std::map<LCID, std::unique_ptr<DateForms const>>;
+    static std::atomic<DateForms const *> s_last{nullptr}; // most programs ask for one locale again and again
     LCID const key = locale & 0xFFFF;
+    if (DateForms const * const last = s_last.load(std::memory_order_acquire); last != nullptr && last->locale == key)
+    {
+        return last;
+    }
     {
         std::shared_lock const lock(s_lock);
         auto const found = s_forms.find(key);
         if (found != s_forms.end())
         {
-            return found->second;
+            s_last.store(found->second.get(), std::memory_order_release);
+            return found->second.get();
         }
     }
     std::string const name = LocaleName(key);
@@ -332,9 +348,10 @@ std::shared_ptr<DateForms const> DateFormsOf(LCID locale)
     {
         return nullptr;
     }
-    std::shared_ptr<DateForms const> const forms = MakeForms(name);
+    std::unique_ptr<DateForms> forms = MakeForms(name);
+    forms->locale = key;
     std::unique_lock const lock(s_lock);
-    return s_forms.emplace(key, forms).first->second;
+    return s_forms.emplace(key, std::move(forms)).first->second.get();
 }
 
 } // namespace qvlib::host::internal

@@ -46,7 +46,14 @@ struct Parts
     bool afternoon = false;
 };
 
-bool IsBlank(wchar_t character) { return qvlib::host::iswspace(static_cast<int>(character)); }
+bool IsDigit(wchar_t character) { return character >= L'0' && character <= L'9'; }
+
+bool IsBlank(wchar_t character)
+{
+    // Most of what is asked about is none, and told so without the table.
+    return character == L' ' ||
+           ((character < L' ' || character > 0x7E) && qvlib::host::iswspace(static_cast<int>(character)));
+}
 
 class Reader
 {
@@ -93,10 +100,19 @@ private:
     /// The longest name at this place; null when there is none that ends where a word ends.
     DateName const * ReadName()
     {
+        if (IsDigit(*m_next) && !m_forms.digitNames)
+        {
+            return nullptr;
+        }
+        wchar_t const first = FoldNameCharacter(*m_next);
         for (DateName const & name : m_forms.names)
         {
-            wchar_t const * text = m_next;
-            std::size_t i = 0;
+            if (name.text[0] != first)
+            {
+                continue;
+            }
+            wchar_t const * text = m_next + 1;
+            std::size_t i = 1;
             while (i < name.text.size() && *text != 0 && FoldNameCharacter(*text) == name.text[i])
             {
                 ++text;
@@ -196,9 +212,9 @@ private:
             }
             value = {name->value, true};
         }
-        else if (*m_next >= L'0' && *m_next <= L'9')
+        else if (IsDigit(*m_next))
         {
-            for (; *m_next >= L'0' && *m_next <= L'9'; ++m_next)
+            for (; IsDigit(*m_next); ++m_next)
             {
                 value.number = value.number * 10 + static_cast<std::uint32_t>(*m_next - L'0');
                 value.number = value.number < kLargest ? value.number : kLargest;
@@ -267,7 +283,7 @@ private:
         wchar_t const * const here = m_next;
         DateName const * const name = ReadName();
         SkipBlanks();
-        bool const digit = *m_next >= L'0' && *m_next <= L'9';
+        bool const digit = IsDigit(*m_next);
         m_next = here;
         bool const ownMark = name != nullptr && m_forms.halfDayFirst && name->text[0] > 0x7F;
         return name != nullptr && name->kind == DateName::HalfDay && !(ownMark && digit);
@@ -461,7 +477,7 @@ HRESULT VarDateFromStr(OLECHAR const * text, LCID locale, ULONG flags, DATE * da
     {
         return E_INVALIDARG;
     }
-    auto const forms = DateFormsOf(locale);
+    DateForms const * const forms = DateFormsOf(locale);
     if (forms == nullptr)
     {
         return E_INVALIDARG;

@@ -146,7 +146,7 @@ HRESULT VarBstrFromDate(DATE date, LCID locale, ULONG flags, BSTR * text)
     {
         return E_INVALIDARG;
     }
-    auto const forms = DateFormsOf(locale);
+    DateForms const * const forms = DateFormsOf(locale);
     if (forms == nullptr)
     {
         return E_INVALIDARG;

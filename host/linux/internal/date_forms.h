@@ -3,7 +3,6 @@
 
 #include "qvlib/host/types.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -47,10 +46,12 @@ struct DateForms
     bool dotInDates = false;   ///< a dot stands between the fields of a date
     bool dotInTimes = false;   ///< a dot stands between the fields of a time; so it does wherever dates have none
     bool halfDayFirst = false; ///< the mark of the half of the day stands before the time
+    bool digitNames = false;   ///< a name starts with a digit, as in "5月"
+    LCID locale = 0;
 };
 
-/// The forms of a locale id, kept once made; null for an id that names no locale. Thread-safe.
-std::shared_ptr<DateForms const> DateFormsOf(LCID locale);
+/// The forms of a locale id, kept for good once made; null for an id that names no locale. Thread-safe.
+DateForms const * DateFormsOf(LCID locale);
 
 /// One character in folded case; all blanks become one.
 wchar_t FoldNameCharacter(wchar_t character);

@@ -11,8 +11,9 @@ namespace qvlib
 namespace
 {
 
-// The room that a record takes at its first item, as far as its shape has that many fields.
+// The room that a record takes at its first item: with a shape as far as that has so many fields, and without one.
 constexpr std::size_t kFirstRoom = 16;
+constexpr std::size_t kFirstRoomWithoutShape = 4;
 
 } // namespace
 
@@ -173,8 +174,8 @@ void CTLDynamicConcept::Store(NameOrIdView key, Value && value)
         return;
     }
     if (m_items.capacity() == 0)
-        m_items.reserve(m_metadata != nullptr ? std::clamp<std::size_t>(m_metadata->GetFields().size(), 1, kFirstRoom)
-                                              : 1);
+        m_items.reserve(m_metadata != nullptr ? std::min(m_metadata->GetFields().size(), kFirstRoom)
+                                              : kFirstRoomWithoutShape);
     if (at == m_items.size() && m_items.size() < m_items.capacity())
         m_items.emplace_back(key.ToKey(), std::forward<Value>(value));
     else

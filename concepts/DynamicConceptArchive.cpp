@@ -5,8 +5,17 @@
 #include "qvlib/Exceptions.h"
 #include "qvlib/Registry.h"
 
+#include <algorithm>
+
 namespace qvlib
 {
+
+namespace
+{
+
+constexpr unsigned int kRoomForCount = 64;
+
+} // namespace
 
 void CTLDynamicConcept::Serialize(CArchive & archive)
 {
@@ -30,6 +39,8 @@ void CTLDynamicConcept::SerializeFields(CArchive & archive)
     internal::LoadVersion(archive);
     unsigned int count;
     archive >> count;
+    // The count is only what the archive says: room for more is taken as items arrive.
+    m_items.reserve(m_items.size() + std::min(count, kRoomForCount));
     for (; count != 0; --count)
         LoadField(archive);
 }

@@ -131,48 +131,46 @@ std::pair<bool, std::wstring const &> CTLEnumValueDefinition::TryGetCustomAttrib
     return {true, found->second};
 }
 
-template <>
-std::pair<bool, int> CTLEnumValueDefinition::TryGetCustomAttribute<int>(std::wstring const & name) const
+bool CTLEnumValueDefinition::ReadAttribute(std::wstring const & name, int & value) const
 {
     auto const found = m_attributes.find(name);
     if (found == m_attributes.end())
-        return {false, 0};
+        return false;
     wchar_t const * const text = found->second.c_str();
     wchar_t * end = nullptr;
-    long const number = host::wcstol(text, &end, 10);
-    return {end == text + found->second.size(), static_cast<int>(number)};
+    value = static_cast<int>(host::wcstol(text, &end, 10));
+    return end == text + found->second.size();
 }
 
-template <>
-std::pair<bool, double> CTLEnumValueDefinition::TryGetCustomAttribute<double>(std::wstring const & name) const
+bool CTLEnumValueDefinition::ReadAttribute(std::wstring const & name, double & value) const
 {
     auto const found = m_attributes.find(name);
     if (found == m_attributes.end())
-        return {false, 0.0};
+        return false;
     wchar_t const * const text = found->second.c_str();
     wchar_t * end = nullptr;
-    double const number = host::wcstod(text, &end);
-    return {end == text + found->second.size(), number};
+    value = host::wcstod(text, &end);
+    return end == text + found->second.size();
 }
 
-template <>
-std::pair<bool, bool> CTLEnumValueDefinition::TryGetCustomAttribute<bool>(std::wstring const & name) const
+bool CTLEnumValueDefinition::ReadAttribute(std::wstring const & name, bool & value) const
 {
     auto const found = m_attributes.find(name);
     if (found == m_attributes.end())
-        return {false, false};
-    return {true, AsBool(found->second.c_str())};
+        return false;
+    value = AsBool(found->second.c_str());
+    return true;
 }
 
-template <>
-std::pair<bool, bool> CTLEnumValueDefinition::TryGetCustomAttribute<bool>(Settings const & context,
-                                                                          std::wstring const & name) const
+bool CTLEnumValueDefinition::ReadAttribute(Settings const & context, std::wstring const & name, bool & value) const
 {
     if (m_overrides != nullptr)
         if (auto const found = m_overrides->find(context); found != m_overrides->end() && found->second.contains(name))
-            return {true,
-                    AsBool(name.c_str())}; // the name, not the override's text: kept on purpose, callers rely on it
-    return TryGetCustomAttribute<bool>(name);
+        {
+            value = AsBool(name.c_str()); // the name, not the override's text: kept on purpose, callers rely on it
+            return true;
+        }
+    return ReadAttribute(name, value);
 }
 
 unsigned int CTLEnumValueDefinition::ReplaceDisplayStrings(StringResourcesTable const & table)

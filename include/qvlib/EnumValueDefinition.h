@@ -76,11 +76,21 @@ public:
     /// As a number (int, double): false and 0 when there is none; otherwise what the number parser made of the text,
     /// and whether it used all of it. As a bool: whether there is one, and AsBool of it.
     template <class T>
-    std::pair<bool, T> TryGetCustomAttribute(std::wstring const & name) const;
+    std::pair<bool, T> TryGetCustomAttribute(std::wstring const & name) const
+    {
+        T value{};
+        bool const good = ReadAttribute(name, value);
+        return {good, value};
+    }
     /// For bool only. Where the context overrides the attribute, the result is true and AsBool of the attribute's name
     /// (not of the override's text).
     template <class T>
-    std::pair<bool, T> TryGetCustomAttribute(Settings const & context, std::wstring const & name) const;
+    std::pair<bool, T> TryGetCustomAttribute(Settings const & context, std::wstring const & name) const
+    {
+        T value{};
+        bool const good = ReadAttribute(context, name, value);
+        return {good, value};
+    }
 
     /// Replaces the display, and every override, that has a displayId which the table knows. How many were replaced.
     unsigned int ReplaceDisplayStrings(StringResourcesTable const & table);
@@ -97,6 +107,10 @@ private:
     using Override = std::map<std::wstring, std::pair<std::wstring, std::wstring>>;
     using Overrides = std::map<Settings, Override>;
 
+    bool ReadAttribute(std::wstring const & name, int & value) const;
+    bool ReadAttribute(std::wstring const & name, double & value) const;
+    bool ReadAttribute(std::wstring const & name, bool & value) const;
+    bool ReadAttribute(Settings const & context, std::wstring const & name, bool & value) const;
     void AddOverride(Settings const & context, std::wstring const & name, std::wstring const & value,
                      std::wstring && displayId);
     void OverridesChange() const noexcept;
@@ -113,16 +127,5 @@ private:
     std::int32_t m_code = 0;
     detail::DefinitionMark m_mark;
 };
-
-template <>
-QVLIB_API std::pair<bool, int> CTLEnumValueDefinition::TryGetCustomAttribute<int>(std::wstring const & name) const;
-template <>
-QVLIB_API std::pair<bool, double>
-CTLEnumValueDefinition::TryGetCustomAttribute<double>(std::wstring const & name) const;
-template <>
-QVLIB_API std::pair<bool, bool> CTLEnumValueDefinition::TryGetCustomAttribute<bool>(std::wstring const & name) const;
-template <>
-QVLIB_API std::pair<bool, bool> CTLEnumValueDefinition::TryGetCustomAttribute<bool>(Settings const & context,
-                                                                                    std::wstring const & name) const;
 
 } // namespace qvlib

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace qvlib::host
 {
@@ -78,10 +77,10 @@ void XmlInput::SetWideText(wchar_t const * data, std::size_t length) noexcept
     m_given = true;
 }
 
-HRESULT XmlInput::Next(std::size_t size, std::string_view & piece, bool & last)
+HRESULT XmlInput::Next(std::size_t least, std::size_t size, std::string_view & piece, bool & last)
 {
     if (m_stream)
-        return FromStream(size, piece, last);
+        return FromStream(least, size, piece, last);
     if (m_wide)
     {
         FromWideText(size, piece, last);
@@ -94,10 +93,9 @@ HRESULT XmlInput::Next(std::size_t size, std::string_view & piece, bool & last)
     return S_OK;
 }
 
-// Reads on until the piece is full: a long token is looked at again with every piece, so pieces must not be small.
-HRESULT XmlInput::FromStream(std::size_t size, std::string_view & piece, bool & last)
+// A node is there as soon as its bytes are: what one read gives is enough unless more is asked for.
+HRESULT XmlInput::FromStream(std::size_t least, std::size_t size, std::string_view & piece, bool & last)
 {
-    size = std::min<std::size_t>(size, std::numeric_limits<int>::max());
     if (m_capacity < size)
     {
         m_buffer.reset(new char[size]);
@@ -105,7 +103,7 @@ HRESULT XmlInput::FromStream(std::size_t size, std::string_view & piece, bool & 
     }
     std::size_t filled = 0;
     last = false;
-    while (filled < size)
+    while (filled < least)
     {
         ULONG const wanted = static_cast<ULONG>(size - filled);
         ULONG read = 0;

@@ -333,7 +333,7 @@ void XmlTokenizer::Reset() noexcept
     m_parser = nullptr;
     m_units = XmlUnits::bytes;
     m_last = false;
-    m_pieceSize = 0;
+    m_least = kFirst;
     m_nodes.clear();
     m_attributes.clear();
     m_text.clear();
@@ -461,10 +461,8 @@ HRESULT XmlTokenizer::Refill()
     if (!m_input)
         return E_UNEXPECTED;
     DropConsumed();
-    if (m_pieceSize == 0)
-        m_pieceSize = kPiece;
     std::string_view piece;
-    HRESULT const result = m_input.Next(m_pieceSize, piece, m_last);
+    HRESULT const result = m_input.Next(m_least, std::max(m_least, kPiece), piece, m_last);
     if (FAILED(result))
         return result;
     if (!m_parser)
@@ -482,7 +480,7 @@ HRESULT XmlTokenizer::Refill()
         m_open = false;
     // A piece that finished nothing is the inside of a long token, which the parser looks at from its start each time:
     // larger and larger pieces keep that from growing with the square of its length.
-    m_pieceSize = m_calls == calls ? std::min(2 * m_pieceSize, kLargestPiece) : kPiece;
+    m_least = m_calls == calls ? std::min(2 * piece.size() + 1, kLargestPiece) : 1;
     return S_OK;
 }
 

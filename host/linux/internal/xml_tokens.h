@@ -42,11 +42,12 @@ public:
     bool IsWideText() const noexcept { return m_wide != nullptr; }
     explicit operator bool() const noexcept { return m_given; }
 
-    /// The next piece, of about `size` bytes unless less is left. `last` says that nothing follows.
-    HRESULT Next(std::size_t size, std::string_view & piece, bool & last);
+    /// The next piece, of at least `least` and at most about `size` bytes unless less is left. `last` says that nothing
+    /// follows.
+    HRESULT Next(std::size_t least, std::size_t size, std::string_view & piece, bool & last);
 
 private:
-    HRESULT FromStream(std::size_t size, std::string_view & piece, bool & last);
+    HRESULT FromStream(std::size_t least, std::size_t size, std::string_view & piece, bool & last);
     void FromWideText(std::size_t size, std::string_view & piece, bool & last);
 
     bool m_given = false;
@@ -117,6 +118,8 @@ class XmlTokenizer
 {
 public:
     static constexpr unsigned int kMaxDepth = 256;
+    /// The encoding shows from the first bytes, so these come together.
+    static constexpr std::size_t kFirst = 4;
 
     XmlTokenizer() = default;
     ~XmlTokenizer();
@@ -171,8 +174,8 @@ private:
     unsigned int m_maxDepth = kMaxDepth;
     bool m_trackPlaces = true;
     bool m_last = false;
-    std::size_t m_pieceSize = 0;
-    std::size_t m_calls = 0; // of handlers, to see whether a piece moved anything
+    std::size_t m_least = kFirst; // what the next piece must have
+    std::size_t m_calls = 0;      // of handlers, to see whether a piece moved anything
 
     // The queue. Only its last node can be open, a text that may go on.
     std::vector<XmlNode> m_nodes;

@@ -5,8 +5,7 @@
 int main()
 {
     auto const shipment = LoadShipment();
-    std::cout << "The concept " << Utf8(shipment->GetName()) << " has " << shipment->GetFields().size()
-              << " fields:\n";
+    std::cout << "The concept " << Utf8(shipment->GetName()) << " has " << shipment->GetFields().size() << " fields:\n";
     for (auto const & field : shipment->GetFields())
     {
         std::cout << "  " << Utf8(field->GetName()) << ": " << Utf8(field->GetType());

@@ -16,8 +16,9 @@ int main()
     {
         qvlib::Settings where;
         where.SetProperty(L"Carriage", mode);
+        auto const offered = services->Filter(where);
         std::cout << Utf8(std::wstring(mode)) << " offers";
-        for (auto const & value : services->Filter(where)->GetValues())
+        for (auto const & value : offered->GetValues())
             std::cout << ' ' << Utf8(value->GetName());
         std::cout << '\n';
     }
@@ -26,8 +27,8 @@ int main()
     qvlib::Settings web;
     web.SetProperty(L"Channel", L"Web");
     auto const express = services->FindName(L"Express");
-    std::cout << "Express is called " << Utf8(express->GetDisplay()) << ", on the web " << Utf8(express->GetDisplay(web))
-              << '\n';
+    std::cout << "Express is called " << Utf8(express->GetDisplay()) << ", on the web "
+              << Utf8(express->GetDisplay(web)) << '\n';
 
     // A string table replaces displays while an enum is being put together, before it is shared.
     qvlib::StringResourcesTable german;

@@ -15,8 +15,8 @@ int main()
     qvlib::CTLDynamicConcept shipment(metadata);
     shipment = L"Air"; // writes the selector and so begins a new record
     shipment.Set(L"Reference", L"S-1001");
-    shipment.Set(L"Weight", L"12.5");     // text is parsed into the field's type
-    shipment.Set(L"Pieces", 3);           // or give the type itself
+    shipment.Set(L"Weight", L"12.5");      // text is parsed into the field's type
+    shipment.Set(L"Pieces", 3);            // or give the type itself
     shipment.Set(L"Packaging", L"pallet"); // a value of an enum goes by its name, in any case
 
     if (!shipment.TrySet(L"Packaging", L"Crate"))

@@ -60,7 +60,7 @@ sed -e 's/Name="a"/Name="bb"/' -e 's/Name="B" Code="1"/Name="B" Code="7"/' "$wor
 expect 1 check "$work/concept.xml" "$work/kind2.xml"
 told 'concept.xml:3:44: error: option "A": unknown field "Tow"'
 told 'concept.xml:4:7: error: option "A": unknown field "Three"'
-told 'concept.xml:4:44: warning: option "A": field "One" is both required and optional'
+told 'concept.xml:4:45: warning: option "A": field "One" is both required and optional'
 told 'concept.xml:5:5: error: Option "b": the value is called "B", and options match by case'
 told 'concept.xml:6:5: error: Option "Z" is no value of the enum "Kind"'
 told 'concept.xml:7:5: error: a Selector has only Options: the concept is refused for Optoin'
@@ -89,8 +89,8 @@ expect 1 check --strict "$work/bearer.xml" "${enums[@]}"
 # Text beside elements.
 printf '<DynamicEnum Name="E">\n x<Item Name="A"/>\n y\n</DynamicEnum>\n' >"$work/mixed.xml"
 expect 1 check "$work/mixed.xml"
-told 'mixed.xml:2:1: error: text in front of an element'
-told 'mixed.xml:2:19: warning: text behind an element is not read'
+told 'mixed.xml:2:2: error: text in front of an element'
+told 'mixed.xml:3:2: warning: text behind an element is not read'
 
 cat >"$work/settings.xml" <<'X'
 <Settings Name="S">

@@ -47,7 +47,7 @@ refused weight=1 "did you mean Weight?"
 refused Pieces=three 'Pieces: "three" is no Int'
 refused Pieces= 'is no Int'
 refused Pieces=3x 'is no Int'
-refused Pieces=3000000000 'does not fit a Int: it would be kept as 2147483647'
+refused Pieces=3000000000 'does not fit an Int: it would be kept as 2147483647'
 refused TruckAxles=256 'does not fit a Byte'
 refused Weight=heavy 'is no Double'
 refused Weight=inf 'is no Double'
@@ -160,11 +160,14 @@ printed "  Sender     A"
 printed "  Vessel     V"
 expect 0 merge "${shape[@]}" "$work/m.qva" "$work/c.qva" -o "$work/m.qva"
 # A selector that comes new with B would empty what is there.
-ship 0 --set Reference=S-3 -o "$work/plain.qva"
+ship 0 --set Remark=S-3 -o "$work/plain.qva"
 expect 1 merge "${shape[@]}" "$work/plain.qva" "$work/c.qva" -o "$work/refused.qva"
 told "would lose 1 item"
 absent "$work/refused.qva"
+# The other way round the selector and all else stay.
 expect 0 merge "${shape[@]}" "$work/c.qva" "$work/plain.qva" -o "$work/m.qva"
+expect 1 diff "${shape[@]}" "$work/c.qva" "$work/m.qva"
+[ "$(cat "$out")" = "+ Remark = S-3" ] || fail "more than the remark differs"
 expect 1 merge "${shape[@]}" "$work/a.qva" "$work/cut.qva" -o "$work/refused.qva"
 expect 1 merge -m "$work/other.xml" -e "$metadata" "$work/a.qva" "$work/c.qva" -o "$work/refused.qva"
 told "Flight = QV1"

@@ -38,7 +38,7 @@ if [ -e /usr/share/iso-codes/json/iso_4217.json ] && [ -e /usr/share/locale/ja/L
     expect 0 make "${ticket[@]}" --set Agreement=Loan --set Amount=5 --set Currency=JPY --set BuyerCountry=CI \
         -o "$work/ticket.qva"
     expect 0 show "${ticket[@]}" --strings "$work/iso/Strings.ja.xml" "$work/ticket.qva"
-    printed "日本円"
+    printed "JPY (円)"
     expect 0 show "${ticket[@]}" "$work/ticket.qva"
     printed "CI (Côte d'Ivoire)"
 fi

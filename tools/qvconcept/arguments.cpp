@@ -27,9 +27,10 @@ Arguments::Arguments(std::span<std::string const> words, std::span<Option const>
         std::string_view const name =
             isLong ? std::string_view(word).substr(2, equals == std::string::npos ? equals : equals - 2)
                    : std::string_view(word).substr(1);
-        auto const option = std::find_if(
-            options.begin(), options.end(), [&](Option const & candidate)
-            { return isLong ? candidate.name == name : name.size() == 1 && candidate.letter == name[0]; });
+        auto const option =
+            std::find_if(options.begin(), options.end(),
+                         [&](Option const & candidate)
+                         { return isLong ? candidate.name == name : name.size() == 1 && candidate.letter == name[0]; });
         if (option == options.end())
             throw CallError("unknown option " + word);
         std::string value;

@@ -8,7 +8,6 @@
 
 #include "qvlib/DelimitedString.h"
 #include "qvlib/Settings.h"
-#include "qvlib/host/crt.h"
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
@@ -20,10 +19,7 @@ using namespace qvlib;
 
 std::string Quoted(std::wstring_view text) { return '"' + host::ToUtf8(text) + '"'; }
 
-bool IsBlank(std::wstring_view text)
-{
-    return std::all_of(text.begin(), text.end(), [](wchar_t c) { return host::iswspace(c) != 0; });
-}
+bool IsBlank(std::wstring_view text) { return CountBlanks(text) == text.size(); }
 
 std::wstring Folded(std::wstring_view text)
 {
@@ -37,13 +33,15 @@ std::wstring Folded(std::wstring_view text)
 void CheckMixedText(Findings & findings, LocatedElement const & element)
 {
     if (!element.children.empty() && !IsBlank(element.text))
-        findings.Error(element.textPlace, "text in front of an element: the readers take " +
-                                              host::ToUtf8(element.name) + " to have no elements in it");
+        findings.Error(element.PlaceInText(CountBlanks(element.text)),
+                       "text in front of an element: the readers take " + host::ToUtf8(element.name) +
+                           " to have no elements in it");
     if (element.strayText.line != 0)
         findings.Warning(element.strayText, "text behind an element is not read");
 }
 
-void CheckChildNames(Findings & findings, LocatedElement const & element, std::initializer_list<std::wstring_view> known)
+void CheckChildNames(Findings & findings, LocatedElement const & element,
+                     std::initializer_list<std::wstring_view> known)
 {
     for (LocatedElement const & child : element.children)
         if (std::find(known.begin(), known.end(), child.name) == known.end())
@@ -56,8 +54,8 @@ void CheckAttributeCase(Findings & findings, LocatedElement const & element,
     for (auto const & [name, value] : element.attributes)
         for (std::wstring_view const wanted : known)
             if (name != wanted && Folded(name) == Folded(wanted))
-                findings.Warning(element.place, "attribute " + host::ToUtf8(name) + ": did you mean " +
-                                                    host::ToUtf8(wanted) + "?");
+                findings.Warning(element.place,
+                                 "attribute " + host::ToUtf8(name) + ": did you mean " + host::ToUtf8(wanted) + "?");
 }
 
 std::vector<ListToken> ListTokens(LocatedElement const & element)
@@ -72,15 +70,8 @@ std::vector<ListToken> ListTokens(LocatedElement const & element)
     wchar_t const * counted = begin;
     while (CDelimitedString::GetNextToken(cursor, token, length, L',', true))
     {
-        for (; counted != token; ++counted)
-        {
-            ++at.column;
-            if (*counted == L'\n')
-            {
-                ++at.line;
-                at.column = 1;
-            }
-        }
+        at = PlaceBehind(at, std::wstring_view(counted, static_cast<std::size_t>(token - counted)));
+        counted = token;
         tokens.push_back({std::wstring(token, length), at});
     }
     return tokens;
@@ -92,7 +83,8 @@ namespace
 constexpr std::string_view kHelp =
     "usage: qvconcept check [--strict] FILE...\n"
     "\n"
-    "Reads metadata files (concepts, enums, settings, string tables; a folder stands for every *.xml below it), puts the\n"
+    "Reads metadata files (concepts, enums, settings, string tables; a folder stands for every *.xml below it), puts "
+    "the\n"
     "concepts together with the enums given, and tells what the library would pass over in silence: unknown fields in\n"
     "lists, options and defaults that the enum lacks, enum fields without their enum, duplicate names, ids and codes,\n"
     "unknown types, overrides that are not accepted, values that do not fit, and a selector that is not stored first,\n"
@@ -162,8 +154,8 @@ EnumsByName CollectEnums(std::vector<CheckedFile> const & files, Findings & find
             continue;
         }
         findings.SetFile(file.path);
-        findings.Error(file.root.place, "a second enum " + Quoted(metadata->GetName()) + ": " + place->second +
-                                            " has it, too");
+        findings.Error(file.root.place,
+                       "a second enum " + Quoted(metadata->GetName()) + ": " + place->second + " has it, too");
     }
     return enums;
 }
@@ -177,8 +169,8 @@ void CheckDisplayIds(Findings & findings, DisplayIds const & ids, std::set<std::
         if (!texts.contains(id.first))
         {
             ++count;
-            if (!first || std::pair(id.second.line, id.second.column) <
-                              std::pair(first->second.line, first->second.column))
+            if (!first ||
+                std::pair(id.second.line, id.second.column) < std::pair(first->second.line, first->second.column))
                 first = &id;
         }
     if (first)
@@ -234,13 +226,18 @@ int RunCheck(Arguments const & arguments)
         case XmlKind::Concept:
             CheckConcept(findings, file.root, enums);
             if (auto const [place, isNew] = concepts.emplace(file.root.AttributeOrEmpty(L"Name"), file.path); !isNew)
-                findings.Warning(file.root.place, "a second concept " + Quoted(place->first) + ": " + place->second +
-                                                      " has it, too");
+                findings.Warning(file.root.place,
+                                 "a second concept " + Quoted(place->first) + ": " + place->second + " has it, too");
             break;
-        case XmlKind::Enum: CheckEnum(findings, file.root, displayIds); break;
-        case XmlKind::Settings: CheckSettings(findings, file.root, displayIds); break;
+        case XmlKind::Enum:
+            CheckEnum(findings, file.root, displayIds);
+            break;
+        case XmlKind::Settings:
+            CheckSettings(findings, file.root, displayIds);
+            break;
         case XmlKind::Strings:
-        case XmlKind::Unknown: break;
+        case XmlKind::Unknown:
+            break;
         }
         CheckAccepted(findings, file);
         if (haveTables)
@@ -255,7 +252,8 @@ int RunCheck(Arguments const & arguments)
 
 Command CheckCommand()
 {
-    return {"check", "tell what is wrong in metadata files, and where", kHelp, {{"strict", 0, OptionKind::Flag}}, RunCheck};
+    return {
+        "check", "tell what is wrong in metadata files, and where", kHelp, {{"strict", 0, OptionKind::Flag}}, RunCheck};
 }
 
 } // namespace qvconcept

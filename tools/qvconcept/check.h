@@ -35,7 +35,8 @@ std::wstring Folded(std::wstring_view text);
 /// Text that hides child elements, and text behind them.
 void CheckMixedText(Findings & findings, LocatedElement const & element);
 /// Children that are not among `known` are passed over by the readers.
-void CheckChildNames(Findings & findings, LocatedElement const & element, std::initializer_list<std::wstring_view> known);
+void CheckChildNames(Findings & findings, LocatedElement const & element,
+                     std::initializer_list<std::wstring_view> known);
 /// Attributes that are one of `known` but for the case of letters: the readers take them for something else.
 void CheckAttributeCase(Findings & findings, LocatedElement const & element,
                         std::initializer_list<std::wstring_view> known);

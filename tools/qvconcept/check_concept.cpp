@@ -235,13 +235,14 @@ void ConceptCheck::CheckSelectorOrder()
             if (!first || field.Key() < first->Key())
                 first = &field;
         }
-        if (Folded(field.name) < Folded(m_selector->name) && (!firstByName || field.name < firstByName->name))
+        if (!field.name.empty() && Folded(field.name) < Folded(m_selector->name) &&
+            (!firstByName || Folded(field.name) < Folded(firstByName->name)))
             firstByName = &field;
     }
     if (before != 0)
         m_findings.Error(m_selector->place, "the selector " + m_selector->Text() + " is stored behind " +
                                                 Count(before, "field") + ", the first " + first->Text() +
-                                                ": a stored record loses these items when it is read; give the "
+                                                ": a stored record loses such items when it is read; give the "
                                                 "selector the lowest id");
     if (firstByName)
         m_findings.Warning(m_selector->place, "in the registry, read by name, " + Quoted(firstByName->name) +

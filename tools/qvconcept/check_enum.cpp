@@ -21,8 +21,8 @@ void CheckFilter(Findings & findings, LocatedElement const & filter)
     if (filter.AttributeOrEmpty(L"Name").empty())
         findings.Error(filter.place, "a Filter without a Name");
     if (filter.children.empty())
-        findings.Error(filter.place, "the filter " + Quoted(filter.AttributeOrEmpty(L"Name")) +
-                                         " lists no Item and is not read");
+        findings.Error(filter.place,
+                       "the filter " + Quoted(filter.AttributeOrEmpty(L"Name")) + " lists no Item and is not read");
     for (LocatedElement const & item : filter.children)
         if (item.name == L"Item" && !item.attributes.empty())
             findings.Warning(item.place, "an Item of a Filter holds its value as text: its attributes are not read");
@@ -146,8 +146,8 @@ void CheckEnum(Findings & findings, LocatedElement const & root, DisplayIds & di
         if (name.empty())
             findings.Error(item.place, "a value without a name");
         if (given && !IsBlank(item.text))
-            findings.Warning(item.place, "the text " + Quoted(item.text) + " is not read: the value has the Name " +
-                                             Quoted(name));
+            findings.Warning(item.place,
+                             "the text " + Quoted(item.text) + " is not read: the value has the Name " + Quoted(name));
         if (auto const [place, isNew] = names.emplace(Folded(name), Seen{name, item.place}); !isNew)
             findings.Error(item.place, "value " + Quoted(name) + " has the name of " + Quoted(place->second.name) +
                                            " in " + At(place->second.place) + ": only the first is found");

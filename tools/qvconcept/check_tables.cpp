@@ -25,8 +25,8 @@ void CheckSettings(Findings & findings, LocatedElement const & root, DisplayIds 
     {
         if (property.name != L"Property")
         {
-            findings.Error(property.place, "only Property is known here: the settings are refused for " +
-                                               host::ToUtf8(property.name));
+            findings.Error(property.place,
+                           "only Property is known here: the settings are refused for " + host::ToUtf8(property.name));
             continue;
         }
         CheckAttributeCase(findings, property, {L"Name", L"ID", L"Type", L"DisplayID"});

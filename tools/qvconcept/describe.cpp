@@ -21,7 +21,8 @@ using namespace qvlib;
 constexpr std::string_view kHelp =
     "usage: qvconcept describe [--format text|dot|json] [--strings TABLE]... FILE...\n"
     "\n"
-    "Tells what metadata files say: the fields of a concept with their ids and types, the options of its selector with\n"
+    "Tells what metadata files say: the fields of a concept with their ids and types, the options of its selector "
+    "with\n"
     "their required and optional fields, the values of enums with their codes and displays, settings, string tables.\n"
     "A folder stands for every *.xml below it. Enums given are put together with the concepts that use them.\n"
     "\n"
@@ -190,7 +191,9 @@ Description Gather(std::vector<std::string> const & words, std::vector<std::stri
             description.settings.push_back(std::move(described));
             break;
         }
-        case XmlKind::Strings: description.strings.push_back(DescribeStrings(file.path, *root)); break;
+        case XmlKind::Strings:
+            description.strings.push_back(DescribeStrings(file.path, *root));
+            break;
         case XmlKind::Unknown:
             if (!file.fromFolder)
                 throw CallError(file.path + ": no metadata: the root element is " + host::ToUtf8(root->Name()));

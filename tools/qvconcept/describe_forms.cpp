@@ -39,7 +39,8 @@ std::string Padded(std::wstring_view text, std::size_t width)
     return padded;
 }
 
-template <class Range, class GetText> std::size_t Widest(Range const & range, GetText getText)
+template <class Range, class GetText>
+std::size_t Widest(Range const & range, GetText getText)
 {
     std::size_t widest = 0;
     for (auto const & element : range)
@@ -90,8 +91,8 @@ void TextOfConcept(std::string & out, DescribedConcept const & described)
     for (FieldPtr const & field : metadata.GetFields())
     {
         std::string const id = field->HasId() ? std::to_string(field->GetId()) : "-";
-        out += "  " + std::string(id.size() < 5 ? 5 - id.size() : 0, ' ') + id + "  " + Padded(field->GetName(), width) +
-               "  " + ToUtf8(field->GetType());
+        out += "  " + std::string(id.size() < 5 ? 5 - id.size() : 0, ' ') + id + "  " +
+               Padded(field->GetName(), width) + "  " + ToUtf8(field->GetType());
         if (field == metadata.GetSelector())
             out += "  (selector)";
         if (!field->HasTypeMetadata() && field->GetType().starts_with(L"DynamicEnums."))
@@ -174,8 +175,7 @@ void DotOfConcept(std::string & out, DescribedConcept const & described)
         out += "  " + node + " -> \"enum " + DotString(name) + "\" [label=\"" + fields + "\"];\n";
     for (DescribedOption const & option : described.options)
     {
-        std::string const optionNode =
-            "\"option " + DotString(metadata.GetName()) + '.' + DotString(option.name) + '"';
+        std::string const optionNode = "\"option " + DotString(metadata.GetName()) + '.' + DotString(option.name) + '"';
         out += "  " + optionNode + " [shape=note, label=\"" + DotString(option.name) + "\\n\\n";
         for (std::wstring const & name : option.required)
             out += DotString(name) + "\\l";
@@ -209,7 +209,8 @@ void JsonNames(JsonText & json, std::wstring_view member, std::vector<std::wstri
     json.EndArray();
 }
 
-template <class Pairs> void JsonTexts(JsonText & json, std::wstring_view member, Pairs const & pairs)
+template <class Pairs>
+void JsonTexts(JsonText & json, std::wstring_view member, Pairs const & pairs)
 {
     json.Member(member);
     json.BeginObject();

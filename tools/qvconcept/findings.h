@@ -1,4 +1,4 @@
-// What "check" has found, told as it is found.
+// What "check" has found, told file by file in the order of the places.
 #pragma once
 
 #include "located_xml.h"
@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qvconcept
 {
@@ -13,8 +14,13 @@ namespace qvconcept
 class Findings
 {
 public:
-    /// The file that the next findings are about.
-    void SetFile(std::string const & path) { m_path = path; }
+    Findings() = default;
+    Findings(Findings const &) = delete;
+    Findings & operator=(Findings const &) = delete;
+    ~Findings() { Tell(); }
+
+    /// The file that the next findings are about. What was found before is told.
+    void SetFile(std::string const & path);
 
     /// Something is lost, ignored or refused.
     void Error(XmlPlace place, std::string_view text);
@@ -25,9 +31,16 @@ public:
     std::size_t Warnings() const { return m_warnings; }
 
 private:
-    void Tell(XmlPlace place, std::string_view kind, std::string_view text);
+    struct Finding
+    {
+        XmlPlace place;
+        std::string text;
+    };
+    void Add(XmlPlace place, std::string_view kind, std::string_view text);
+    void Tell();
 
     std::string m_path;
+    std::vector<Finding> m_found;
     std::size_t m_errors = 0;
     std::size_t m_warnings = 0;
 };

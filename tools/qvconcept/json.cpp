@@ -20,10 +20,14 @@ void AppendEscape(std::string & out, unsigned unit)
         out += digits[(unit >> shift) & 15];
 }
 
-template <class Real> std::string Shortest(Real value)
+template <class Real>
+std::string Shortest(Real value)
 {
     char buffer[64];
-    auto const result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    // Amounts are read by people: an exponent only where plain digits would be many.
+    bool const plain = std::fabs(value) >= Real(1e-6) && std::fabs(value) < Real(1e15);
+    auto const result = plain ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed)
+                              : std::to_chars(buffer, buffer + sizeof buffer, value);
     return std::string(buffer, result.ptr);
 }
 
@@ -46,12 +50,24 @@ std::string JsonQuoted(std::wstring_view text)
         plain = i + 1;
         switch (c)
         {
-        case L'"': out += "\\\""; break;
-        case L'\\': out += "\\\\"; break;
-        case L'\n': out += "\\n"; break;
-        case L'\r': out += "\\r"; break;
-        case L'\t': out += "\\t"; break;
-        default: AppendEscape(out, static_cast<unsigned>(c)); break;
+        case L'"':
+            out += "\\\"";
+            break;
+        case L'\\':
+            out += "\\\\";
+            break;
+        case L'\n':
+            out += "\\n";
+            break;
+        case L'\r':
+            out += "\\r";
+            break;
+        case L'\t':
+            out += "\\t";
+            break;
+        default:
+            AppendEscape(out, static_cast<unsigned>(c));
+            break;
         }
     }
     flush(text.size());

@@ -1,6 +1,7 @@
 #include "located_xml.h"
 
 #include "qvlib/host/com.h"
+#include "qvlib/host/crt.h"
 #include "qvlib/host/xml.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@ namespace qvconcept
 namespace
 {
 
-template <class Interface> struct ReleaseInterface
+template <class Interface>
+struct ReleaseInterface
 {
     void operator()(Interface * object) const { object->Release(); }
 };
@@ -32,19 +34,30 @@ std::string FaultText(HRESULT code)
 {
     switch (code)
     {
-    case MX_E_INPUTEND: return "the file ends inside an element";
+    case MX_E_INPUTEND:
+        return "the file ends inside an element";
     case MX_E_ENCODING:
     case MX_E_ENCODINGSWITCH:
-    case MX_E_ENCODINGSIGNATURE: return "the text is not in the encoding that it should be in";
-    case WC_E_ELEMENTMATCH: return "an end tag that does not match its start tag";
-    case WC_E_ROOTELEMENT: return "a document has exactly one root element";
-    case WC_E_UNIQUEATTRIBUTE: return "an attribute is given twice";
-    case WC_E_UNDECLAREDENTITY: return "an unknown entity";
-    case WC_E_DTDPROHIBITED: return "document type declarations are not accepted";
-    case WC_E_XMLCHARACTER: return "a character that XML does not allow";
-    case NC_E_UNDECLAREDPREFIX: return "a prefix without a namespace";
-    case SC_E_MAXELEMENTDEPTH: return "too many elements inside each other";
-    default: break;
+    case MX_E_ENCODINGSIGNATURE:
+        return "the text is not in the encoding that it should be in";
+    case WC_E_ELEMENTMATCH:
+        return "an end tag that does not match its start tag";
+    case WC_E_ROOTELEMENT:
+        return "a document has exactly one root element";
+    case WC_E_UNIQUEATTRIBUTE:
+        return "an attribute is given twice";
+    case WC_E_UNDECLAREDENTITY:
+        return "an unknown entity";
+    case WC_E_DTDPROHIBITED:
+        return "document type declarations are not accepted";
+    case WC_E_XMLCHARACTER:
+        return "a character that XML does not allow";
+    case NC_E_UNDECLAREDPREFIX:
+        return "a prefix without a namespace";
+    case SC_E_MAXELEMENTDEPTH:
+        return "too many elements inside each other";
+    default:
+        break;
     }
     char text[48];
     std::snprintf(text, sizeof text, "no well-formed XML (0x%08x)", static_cast<unsigned>(code));
@@ -57,7 +70,8 @@ void Check(HRESULT code, IXmlReader & reader)
         throw XmlFault{FaultText(code), PlaceOf(reader)};
 }
 
-template <class Getter> std::wstring TextOf(IXmlReader & reader, Getter getter)
+template <class Getter>
+std::wstring TextOf(IXmlReader & reader, Getter getter)
 {
     LPCWSTR text = nullptr;
     UINT length = 0;
@@ -89,7 +103,10 @@ void TakeText(LocatedElement & element, IXmlReader & reader)
         element.text += TextOf(reader, &IXmlReader::GetValue);
     }
     else if (element.strayText.line == 0)
-        element.strayText = PlaceOf(reader);
+    {
+        std::wstring const text = TextOf(reader, &IXmlReader::GetValue);
+        element.strayText = PlaceBehind(PlaceOf(reader), std::wstring_view(text).substr(0, CountBlanks(text)));
+    }
 }
 
 } // namespace
@@ -110,19 +127,29 @@ std::wstring const & LocatedElement::AttributeOrEmpty(std::wstring_view wanted) 
 
 XmlPlace LocatedElement::PlaceInText(std::size_t offset) const
 {
-    if (textPlace.line == 0)
-        return place;
-    XmlPlace at = textPlace;
-    for (wchar_t const c : std::wstring_view(text).substr(0, offset))
+    return textPlace.line == 0 ? place : PlaceBehind(textPlace, std::wstring_view(text).substr(0, offset));
+}
+
+XmlPlace PlaceBehind(XmlPlace start, std::wstring_view text)
+{
+    for (wchar_t const c : text)
     {
-        ++at.column;
+        ++start.column;
         if (c == L'\n')
         {
-            ++at.line;
-            at.column = 1;
+            ++start.line;
+            start.column = 1;
         }
     }
-    return at;
+    return start;
+}
+
+std::size_t CountBlanks(std::wstring_view text)
+{
+    std::size_t count = 0;
+    while (count < text.size() && qvlib::host::iswspace(text[count]))
+        ++count;
+    return count;
 }
 
 LocatedElement ReadLocated(std::string const & bytes)
@@ -159,8 +186,11 @@ LocatedElement ReadLocated(std::string const & bytes)
                 open.pop_back();
             break;
         case XmlNodeType_Text:
-        case XmlNodeType_CDATA: TakeText(*open.back(), *reader); break;
-        default: break;
+        case XmlNodeType_CDATA:
+            TakeText(*open.back(), *reader);
+            break;
+        default:
+            break;
         }
     }
     if (document.children.empty())

@@ -38,6 +38,11 @@ struct LocatedElement
     XmlPlace PlaceInText(std::size_t offset) const;
 };
 
+/// Where `text`, which begins at `start`, ends.
+XmlPlace PlaceBehind(XmlPlace start, std::wstring_view text);
+/// How many characters of white space the text begins with.
+std::size_t CountBlanks(std::wstring_view text);
+
 /// XML that cannot be read.
 struct XmlFault
 {

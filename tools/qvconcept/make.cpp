@@ -24,7 +24,8 @@ constexpr std::string_view kHelp =
     "usage: qvconcept make -m CONCEPT [-e ENUM]... [--set NAME=VALUE]... -o OUT\n"
     "\n"
     "Makes a record, sets its items in the order given and writes it as an archive. NAME is a field's name, or its id\n"
-    "where no field has that name; VALUE of an enum field is the name of a value. What the record refuses is told with\n"
+    "where no field has that name; VALUE of an enum field is the name of a value. What the record refuses is told "
+    "with\n"
     "the reason, and nothing is written. The selector comes first, since setting it empties the record.\n"
     "\n" QVCONCEPT_SHAPE_HELP "  --set NAME=VALUE      an item; may be repeated\n"
     "  --set-file FILE       items from a UTF-8 file, one NAME=VALUE a line\n"
@@ -154,19 +155,14 @@ std::vector<std::string> Maker::MissingFields() const
     for (FieldPtr const & field : m_metadata.GetCommonRequiredFields())
         wanted(*field);
     FieldPtr const & selector = m_metadata.GetSelector();
-    if (!selector)
-        return missing;
-    if (!m_record.TryGetSelector())
-    {
-        missing.push_back(ToUtf8(selector->GetName()));
-        return missing;
-    }
-    if (!selector->HasTypeMetadata())
-        return missing;
-    EnumValuePtr const option = selector->GetTypeMetadata()->FindCode(m_record.TryGetSelector()->GetInt());
-    for (FieldPtr const & field : m_metadata.GetFields())
-        if (option && m_metadata.IsRequiredField(field->GetKey(), option->GetName()))
-            wanted(*field);
+    EnumPtr const & options = m_metadata.GetSelectorTypeMetadata();
+    if (selector)
+        wanted(*selector);
+    if (CGenericVal const * const selected = m_record.TryGetSelector(); selected && options)
+        if (EnumValuePtr const option = options->FindCode(selected->GetInt()))
+            for (FieldPtr const & field : m_metadata.GetFields())
+                if (m_metadata.IsRequiredField(field->GetKey(), option->GetName()))
+                    wanted(*field);
     std::sort(missing.begin(), missing.end());
     missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
     return missing;

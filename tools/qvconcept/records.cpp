@@ -25,9 +25,12 @@ std::string CauseText(CArchiveException const & error)
 {
     switch (error.m_cause)
     {
-    case CArchiveException::endOfFile: return "is cut short";
-    case CArchiveException::badSchema: return "is no record, or a newer version wrote it";
-    default: return std::string("cannot be read as a record: ") + error.what();
+    case CArchiveException::endOfFile:
+        return "is cut short";
+    case CArchiveException::badSchema:
+        return "is no record, or a newer version wrote it";
+    default:
+        return std::string("cannot be read as a record: ") + error.what();
     }
 }
 

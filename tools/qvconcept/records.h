@@ -34,7 +34,8 @@ struct ReadRecord
     std::vector<std::string> lost;
 };
 
-/// Reads the archive that `bytes` are; `path` is for messages. Throws Problem for bytes that are no archive of a record.
+/// Reads the archive that `bytes` are; `path` is for messages. Throws Problem for bytes that are no archive of a
+/// record.
 ReadRecord ReadArchive(std::string const & path, std::string & bytes, ConceptPtr const & metadata);
 ReadRecord ReadArchiveFile(std::string const & path, ConceptPtr const & metadata);
 /// The same for a command that goes on to write: throws Problem when something would be lost.
@@ -49,8 +50,8 @@ std::string WhyLost(qvlib::CTLDynamicConceptMetadata const & metadata, Item cons
 /// The items of `wanted` that `found` lacks or holds otherwise.
 std::vector<std::string> Missing(Record const & wanted, Record const & found);
 
-/// Writes the record's archive. Reads it back first: throws Problem, and leaves the file as it was, when what comes back
-/// is not the same record.
+/// Writes the record's archive. Reads it back first: throws Problem, and leaves the file as it was, when what comes
+/// back is not the same record.
 void WriteArchiveFile(std::string const & path, Record & record);
 
 } // namespace qvconcept

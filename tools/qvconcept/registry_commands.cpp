@@ -56,7 +56,8 @@ constexpr std::string_view kSetHelp =
     "\n"
     "Writes a value; the key is made where it is missing. The empty NAME is the key's default value.\n"
     "\n"
-    "  --type KIND   text (the default), expand, list (as many VALUEs as there are), dword, qword (in decimal), binary\n"
+    "  --type KIND   text (the default), expand, list (as many VALUEs as there are), dword, qword (in decimal), "
+    "binary\n"
     "                (in hexadecimal)\n" QVCONCEPT_KEY_HELP;
 
 constexpr std::string_view kRmHelp = "usage: qvconcept registry rm [-r] KEY [NAME]\n"
@@ -82,7 +83,8 @@ constexpr std::string_view kExportHelp =
     "    \"\" = text \"the key's default value\"\n"
     "    \"Odd\" = type 5 00 00 00 01\n"
     "\n"
-    "The text is UTF-8; what is quoted has the escapes of JSON. \"type\" has the number of a type and the bytes as they\n"
+    "The text is UTF-8; what is quoted has the escapes of JSON. \"type\" has the number of a type and the bytes as "
+    "they\n"
     "are: it stands for whatever the other words would not give back byte for byte. Blank lines and lines that begin\n"
     "with # are passed over by import.\n"
     "\n"

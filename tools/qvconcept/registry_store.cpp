@@ -20,10 +20,14 @@ std::string StatusText(LSTATUS status)
 {
     switch (status)
     {
-    case ERROR_FILE_NOT_FOUND: return "there is none";
-    case ERROR_ACCESS_DENIED: return "access denied";
-    case ERROR_BAD_PATHNAME: return "no valid path of a key";
-    default: return "the registry gives error " + std::to_string(status);
+    case ERROR_FILE_NOT_FOUND:
+        return "there is none";
+    case ERROR_ACCESS_DENIED:
+        return "access denied";
+    case ERROR_BAD_PATHNAME:
+        return "no valid path of a key";
+    default:
+        return "the registry gives error " + std::to_string(status);
     }
 }
 
@@ -126,8 +130,7 @@ std::vector<RegistryValue> Key::Values() const
     for (DWORD index = 0;; ++index)
     {
         DWORD length = static_cast<DWORD>(name.size());
-        LSTATUS const status =
-            RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        LSTATUS const status = RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
         if (status == ERROR_NO_MORE_ITEMS)
             return values;
         Check(status, "key " + m_text);
@@ -146,8 +149,8 @@ RegistryValue Key::Value(std::wstring const & name) const
         Check(RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, nullptr, &size), what);
         value.data.resize(size);
         BYTE none = 0;
-        status = RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, size != 0 ? value.data.data() : &none,
-                                  &size);
+        status =
+            RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, size != 0 ? value.data.data() : &none, &size);
         if (status != ERROR_MORE_DATA)
             Check(status, what);
         if (size <= value.data.size())

@@ -52,7 +52,10 @@ void AppendUtf16(std::vector<BYTE> & data, std::wstring_view text)
 
 int HexDigit(char c)
 {
-    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+    return c >= '0' && c <= '9'   ? c - '0'
+           : c >= 'a' && c <= 'f' ? c - 'a' + 10
+           : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                  : -1;
 }
 
 /// One line of the text form, read from left to right.
@@ -135,14 +138,29 @@ std::wstring LineReader::Quoted()
         {
         case '"':
         case '\\':
-        case '/': text += static_cast<wchar_t>(escape); break;
-        case 'b': text += L'\b'; break;
-        case 'f': text += L'\f'; break;
-        case 'n': text += L'\n'; break;
-        case 'r': text += L'\r'; break;
-        case 't': text += L'\t'; break;
-        case 'u': text += static_cast<wchar_t>(HexUnit()); break;
-        default: Fail("unknown escape in a quoted text");
+        case '/':
+            text += static_cast<wchar_t>(escape);
+            break;
+        case 'b':
+            text += L'\b';
+            break;
+        case 'f':
+            text += L'\f';
+            break;
+        case 'n':
+            text += L'\n';
+            break;
+        case 'r':
+            text += L'\r';
+            break;
+        case 't':
+            text += L'\t';
+            break;
+        case 'u':
+            text += static_cast<wchar_t>(HexUnit());
+            break;
+        default:
+            Fail("unknown escape in a quoted text");
         }
     }
 }

@@ -12,9 +12,9 @@
 //     "" = text "the key's default value"
 //     "Odd" = type 5 00 00 00 01
 //
-// UTF-8. Quoted texts have the escapes of JSON. "type" has the number of any type and the bytes as they are; export uses
-// it for whatever the other words do not give back byte for byte. Blank lines, and lines that begin with "#", are passed
-// over.
+// UTF-8. Quoted texts have the escapes of JSON. "type" has the number of any type and the bytes as they are; export
+// uses it for whatever the other words do not give back byte for byte. Blank lines, and lines that begin with "#", are
+// passed over.
 #pragma once
 
 #include "registry_store.h"

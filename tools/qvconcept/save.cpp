@@ -24,9 +24,11 @@ constexpr std::string_view kSaveHelp =
     "usage: qvconcept save -m CONCEPT [-e ENUM]... KEY ARCHIVE\n"
     "\n"
     "Keeps the record of an archive under a registry key, one text value an item. KEY is a path such as\n"
-    "Software\\Example\\Ticket below the current user. What values the key had before are replaced; keys below it stay.\n"
+    "Software\\Example\\Ticket below the current user. What values the key had before are replaced; keys below it "
+    "stay.\n"
     "\n" QVCONCEPT_SHAPE_HELP "\n"
-    "The record is read back before success is reported: when an item would not come back, that is told, the key is as\n"
+    "The record is read back before success is reported: when an item would not come back, that is told, the key is "
+    "as\n"
     "it was before, and the exit status is 1.\n";
 
 constexpr std::string_view kLoadHelp =
@@ -140,7 +142,8 @@ int RunLoad(Arguments const & arguments)
     }
     catch (unexpected_error const &)
     {
-        throw Problem("key " + path.text + ": a value belongs to a field whose type is not known: is an --enum missing?");
+        throw Problem("key " + path.text +
+                      ": a value belongs to a field whose type is not known: is an --enum missing?");
     }
     RefuseLosses("key " + path.text, Unread(key, record));
     WriteArchiveFile(out, record);
@@ -151,7 +154,8 @@ int RunLoad(Arguments const & arguments)
 
 Command SaveCommand()
 {
-    return {"save", "keep a record in the registry", kSaveHelp, {kMetadataOption, kEnumOption, kStringsOption}, RunSave};
+    return {
+        "save", "keep a record in the registry", kSaveHelp, {kMetadataOption, kEnumOption, kStringsOption}, RunSave};
 }
 
 Command LoadCommand()

@@ -22,7 +22,8 @@ using host::ToUtf8;
 constexpr std::string_view kShowHelp =
     "usage: qvconcept show -m CONCEPT [-e ENUM]... [--strings TABLE]... [--json] FILE\n"
     "\n"
-    "Reads an archive and prints its record: fields, values and, for enum fields, the display behind the value's name.\n"
+    "Reads an archive and prints its record: fields, values and, for enum fields, the display behind the value's "
+    "name.\n"
     "\n" QVCONCEPT_SHAPE_HELP "  --strings TABLE       a string table whose texts take the place of displays\n"
     "  --json                one JSON object: field names to values, enum fields as value names\n"
     "\n"
@@ -35,7 +36,8 @@ constexpr std::string_view kMergeHelp =
     "Lays record B over record A and writes the result as an archive: items of B win, items only in A stay.\n"
     "\n" QVCONCEPT_SHAPE_HELP "  -o, --output OUT      the archive\n"
     "\n"
-    "Nothing is written, and the exit status is 1, when an item of A or B would be lost, in merging or when the result\n"
+    "Nothing is written, and the exit status is 1, when an item of A or B would be lost, in merging or when the "
+    "result\n"
     "is read back.\n";
 
 constexpr std::string_view kDiffHelp =
@@ -102,6 +104,19 @@ int RunShow(Arguments const & arguments)
     return read.lost.empty() ? kSuccess : kProblems;
 }
 
+/// The same items, set anew with the selector first. A merge takes over the other record's selector even where that has
+/// none, and then no longer agrees with the selector's item that stayed.
+Record SetAnew(Record const & record)
+{
+    Record anew(record.GetMetadata());
+    if (CGenericVal const * const selector = record.TryGetSelector())
+        anew.TrySet(record.GetMetadata()->GetSelector()->GetKey(), *selector);
+    for (Item const & item : record)
+        if (!anew.TryGet(item.first))
+            anew.TrySet(item.first, item.second);
+    return anew;
+}
+
 int RunMerge(Arguments const & arguments)
 {
     arguments.ExpectOperands(2, "two archives");
@@ -126,7 +141,9 @@ int RunMerge(Arguments const & arguments)
                 lost.push_back(LineOf(*metadata, item) + ": the selector comes new with the other record and empties "
                                                          "this one");
     RefuseLosses(out + ": not written, since merging", lost);
-    WriteArchiveFile(out, merged);
+    Record result = SetAnew(merged);
+    RefuseLosses(out + ": not written, since merging", Missing(merged, result));
+    WriteArchiveFile(out, result);
     return kSuccess;
 }
 

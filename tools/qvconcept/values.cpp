@@ -79,6 +79,12 @@ bool IsBoolText(std::wstring_view text)
 
 std::wstring Widen(std::string const & ascii) { return std::wstring(ascii.begin(), ascii.end()); }
 
+/// "a Double", "an Int".
+std::string ATypeName(VarType type)
+{
+    std::string const name = qvlib::host::ToUtf8(type.ToString());
+    return (std::string_view("AEIO").find(name.front()) != std::string_view::npos ? "an " : "a ") + name;
+}
 std::string TypeName(VarType type) { return qvlib::host::ToUtf8(type.ToString()); }
 
 } // namespace
@@ -98,7 +104,7 @@ std::string ValueProblem(std::wstring const & text, VarType type)
     {
         if (!IsDecimalNumber(text) || !value.Parse(text.c_str(), type))
             return "is no " + TypeName(type);
-        return std::isfinite(value.GetAsDouble()) ? "" : "does not fit a " + TypeName(type);
+        return std::isfinite(value.GetAsDouble()) ? "" : "does not fit " + ATypeName(type);
     }
     if (type.IsIntegral() && !type.IsChar())
     {
@@ -107,7 +113,7 @@ std::string ValueProblem(std::wstring const & text, VarType type)
             return "is no " + TypeName(type);
         std::wstring const kept = value.GetAsString().GetString();
         if (kept != canonical)
-            return "does not fit a " + TypeName(type) + ": it would be kept as " + qvlib::host::ToUtf8(kept);
+            return "does not fit " + ATypeName(type) + ": it would be kept as " + qvlib::host::ToUtf8(kept);
         return {};
     }
     if (type.IsChar())

@@ -783,7 +783,10 @@ void EncodeQt(benchmark::State & state)
 void DecodeQt(benchmark::State & state)
 {
     QByteArray bytes;
-    QDataStream(&bytes, QIODevice::WriteOnly) << QtRecord();
+    {
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream << QtRecord();
+    }
     for (auto _ : state)
     {
         QVariantMap read;

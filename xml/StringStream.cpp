@@ -146,23 +146,30 @@ HRESULT StringStream::Write(void const * buffer, ULONG count, ULONG * written)
         return E_INVALIDARG;
     unsigned char const * in = static_cast<unsigned char const *>(buffer);
     std::wstreambuf & target = *m_output.rdbuf();
-    for (ULONG i = 0; i < count / 2; ++i, in += 2)
+    try
     {
-        std::uint32_t const unit = static_cast<std::uint32_t>(in[0] | in[1] << 8);
-        if (m_half != 0)
+        for (ULONG i = 0; i < count / 2; ++i, in += 2)
         {
-            std::uint32_t const high = static_cast<std::uint32_t>(std::exchange(m_half, L'\0'));
-            if (IsLow(unit))
+            std::uint32_t const unit = static_cast<std::uint32_t>(in[0] | in[1] << 8);
+            if (m_half != 0)
             {
-                target.sputc(static_cast<wchar_t>(0x10000 + ((high - 0xD800) << 10) + (unit - 0xDC00)));
-                continue;
+                std::uint32_t const high = static_cast<std::uint32_t>(std::exchange(m_half, L'\0'));
+                if (IsLow(unit))
+                {
+                    target.sputc(static_cast<wchar_t>(0x10000 + ((high - 0xD800) << 10) + (unit - 0xDC00)));
+                    continue;
+                }
+                target.sputc(static_cast<wchar_t>(high));
             }
-            target.sputc(static_cast<wchar_t>(high));
+            if (IsHigh(unit))
+                m_half = static_cast<wchar_t>(unit);
+            else
+                target.sputc(static_cast<wchar_t>(unit));
         }
-        if (IsHigh(unit))
-            m_half = static_cast<wchar_t>(unit);
-        else
-            target.sputc(static_cast<wchar_t>(unit));
+    }
+    catch (std::bad_alloc const &)
+    {
+        return E_OUTOFMEMORY;
     }
     // Kept on purpose, unlike what Read reports: an odd last byte counts as written.
     if (written)

@@ -6,7 +6,8 @@
 #include "xml/internal/xml_message.h"
 
 #include <cstddef>
-#include <cwctype>
+#include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -124,7 +125,9 @@ std::wstring XmlWriter::WriteInternal(std::shared_ptr<XmlElement> const & elemen
 {
     WriteElementInternal(element);
     Check(m_writer->WriteEndDocument(), kCloseFailure);
-    m_writer->Flush();
+    // What the stream says of the rest is ignored; it refuses nothing, but it may find no memory.
+    if (m_writer->Flush() == E_OUTOFMEMORY)
+        throw std::bad_alloc();
     return m_text->GetStdString();
 }
 

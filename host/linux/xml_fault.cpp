@@ -221,8 +221,6 @@ HRESULT BadToken(Around const & text, XmlUnits units)
         return WC_E_CDSECT;
     if (text.At(place) == '<')
         return BadTag(text, place) == S_OK ? WC_E_SYNTAX : BadTag(text, place);
-    if (text.At(place) == '&')
-        return BadReference(text, place);
     return WC_E_SYNTAX;
 }
 

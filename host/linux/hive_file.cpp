@@ -82,7 +82,11 @@ std::uint32_t BigEndian(unsigned char const * bytes)
 
 Hive::Hive(std::string path, bool shared) : m_path(std::move(path)), m_shared(shared) {}
 
-Hive::~Hive() { Close(false); }
+Hive::~Hive()
+{
+    Close(false);
+    Retire();
+}
 
 bool Hive::Stamp::operator==(Stamp const & other) const
 {
@@ -118,9 +122,34 @@ bool Hive::IsReadOnlyFile() const
 bool Hive::IsCurrent()
 {
     std::lock_guard const guard(m_lock);
-    if (m_known && !IsSameFile())
-        m_retired.store(true, std::memory_order_relaxed);
+    if (m_pin >= 0 && !IsSameFile())
+        Retire();
     return !IsRetired();
+}
+
+void Hive::Retire()
+{
+    m_retired.store(true, std::memory_order_relaxed);
+    if (m_pin >= 0)
+        ::close(m_pin);
+    m_pin = -1;
+}
+
+bool Hive::Pin()
+{
+    if (m_pin >= 0)
+        return true;
+    // Such a descriptor can be closed without taking along the locks that SQLite holds on the file.
+    int const pin = ::open(m_path.c_str(), O_PATH | O_CLOEXEC);
+    struct stat file;
+    if (pin >= 0 && ::fstat(pin, &file) == 0 && file.st_dev == m_stamp.device && file.st_ino == m_stamp.inode)
+    {
+        m_pin = pin;
+        return true;
+    }
+    if (pin >= 0)
+        ::close(pin);
+    return false;
 }
 
 bool Hive::IsSameFile() const
@@ -141,12 +170,13 @@ LSTATUS Hive::Connect(bool forWriting)
     m_deadline = std::chrono::steady_clock::now() + kPatience;
     // Ids hold for one file only. Once that is removed or replaced they name nothing, and a write would be lost.
     // Reads through an open connection go without this look: what they find was true when the file went.
-    if (m_known && (m_db == nullptr || m_unchanging || forWriting) && !IsSameFile())
+    if (m_pin >= 0 && (m_db == nullptr || m_unchanging || forWriting) && !IsSameFile())
     {
-        m_retired.store(true, std::memory_order_relaxed);
         Close(false);
-        return ERROR_KEY_DELETED;
+        Retire();
     }
+    if (IsRetired())
+        return ERROR_KEY_DELETED;
     if (m_db != nullptr && m_unchanging)
     {
         Stamp now;
@@ -177,8 +207,9 @@ LSTATUS Hive::Connect(bool forWriting)
             status = OpenDatabase(m_readOnly, m_readOnly && !m_stamp.hasLog);
         if (status == ERROR_SUCCESS)
         {
-            m_known = true;
-            return ERROR_SUCCESS;
+            if (Pin())
+                return ERROR_SUCCESS;
+            status = ERROR_BUSY; // replaced just now
         }
         Close(false);
         if (status != ERROR_BUSY || OnBusy(this, attempt) == 0)

@@ -88,7 +88,7 @@ public:
     std::string const & Path() const { return m_path; }
     /// Whether the path still leads to the file that this hive was opened with, if it ever was.
     bool IsCurrent();
-    /// Whether IsCurrent() has ever been false: the file does not come back.
+    /// Whether the file was found removed or replaced: what this hive was does not come back.
     bool IsRetired() const { return m_retired.load(std::memory_order_relaxed); } // a hint, no data follow it
     /// ERROR_SUCCESS when changes may be tried.
     LSTATUS CheckWritable();
@@ -176,6 +176,8 @@ private:
     bool TakeStamp(Stamp & stamp) const;
     bool IsReadOnlyFile() const;
     bool IsSameFile() const;
+    bool Pin();
+    void Retire();
     LSTATUS Run(Query query);
     LSTATUS Status(int code) const;
     LSTATUS FindLocked(KeyId base, std::string const & folded, KeyId & id);
@@ -193,7 +195,9 @@ private:
     std::array<sqlite3_stmt *, queryCount> m_statements{};
     bool m_readOnly = false;
     bool m_unchanging = false;
-    bool m_known = false; ///< a file has been opened, and m_stamp tells which
+    /// Once a file has been opened: a descriptor that keeps its inode from being used again, so that m_stamp tells it
+    /// from every other file for good.
+    int m_pin = -1;
     Stamp m_stamp;
     std::chrono::steady_clock::time_point m_deadline;
     std::unordered_map<std::string, KeyId> m_paths;

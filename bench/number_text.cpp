@@ -221,6 +221,15 @@ void WideToUtf16(benchmark::State & state)
 }
 BENCHMARK(WideToUtf16)->ArgName("ascii")->Arg(1)->Arg(0);
 
+void Utf16ToWide(benchmark::State & state)
+{
+    std::u16string const units = qvlib::host::ToUtf16(Prose(state.range(0) != 0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(qvlib::host::FromUtf16(units));
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(2 * units.size()));
+}
+BENCHMARK(Utf16ToWide)->ArgName("ascii")->Arg(1)->Arg(0);
+
 } // namespace
 
 BENCHMARK_MAIN();

@@ -88,7 +88,10 @@ CQVString & AsString(CQVString & out, long value) { return PutSigned(out, value)
 
 CQVString & AsString(CQVString & out, unsigned int value) { return PutDecimal(out, false, value); }
 
-CQVString & AsString(CQVString & out, unsigned long value) { return PutDecimal(out, false, value); }
+CQVString & AsString(CQVString & out, unsigned long value)
+{
+    return PutDecimal(out, false, value == ~0UL ? 0xFFFFFFFFU : value);
+}
 
 CQVString & AsString(CQVString & out, __int64 value) { return PutSigned(out, value); }
 

@@ -4,11 +4,14 @@
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -287,27 +290,27 @@ std::string FloatBody(double value, wchar_t letter, int precision, bool alternat
         precision = 1;
 
     // 309 digits in front of the point, the precision, and a NUL.
-    std::vector<char> digits(static_cast<std::size_t>(precision) + 340);
+    char local[512];
+    std::vector<char> heap(precision > 160 ? static_cast<std::size_t>(precision) + 340 : 0);
+    std::span<char> const digits = heap.empty() ? std::span<char>(local) : std::span<char>(heap);
     int point = 0;
     int sign = 0;
     if (general || exponential)
-        _ecvt_s(digits.data(), digits.size(), value, general ? precision : precision + 1, &point, &sign);
-    bool const special = std::strchr(digits.data(), '#') != nullptr;
-    if (value == 0)
-        point = 1;
-    if (general && !special)
-        exponential = point - 1 < -4 || point - 1 >= precision;
-    if (!general && !exponential)
     {
-        _fcvt_s(digits.data(), digits.size(), value, precision, &point, &sign);
+        _ecvt_s(digits.data(), digits.size(), value, general ? precision : precision + 1, &point, &sign);
         if (value == 0)
-            point = 0;
+            point = 1;
+        if (general && std::isfinite(value))
+            exponential = point - 1 < -4 || point - 1 >= precision;
     }
+    if (!general && !exponential)
+        _fcvt_s(digits.data(), digits.size(), value, precision, &point, &sign);
+    bool const special = !std::isfinite(value);
 
     std::string body;
     std::size_t const length = std::strlen(digits.data());
     std::string_view const all(digits.data(), length);
-    if (special || all.find('#') != all.npos)
+    if (special)
     {
         body.append(all.substr(0, 1)).append(".").append(all.substr(1));
         if (general)
@@ -338,10 +341,10 @@ std::string FloatBody(double value, wchar_t letter, int precision, bool alternat
     {
         // Three digits at least, as the platform's library of the time wrote them.
         int const power = point - 1;
-        char text[16];
-        std::snprintf(text, sizeof text, "%c%c%03d", upper ? 'E' : 'e', power < 0 ? '-' : '+',
-                      power < 0 ? -power : power);
-        body.append(text);
+        int const magnitude = power < 0 ? -power : power;
+        char const text[] = {upper ? 'E' : 'e', power < 0 ? '-' : '+', static_cast<char>('0' + magnitude / 100),
+                             static_cast<char>('0' + magnitude / 10 % 10), static_cast<char>('0' + magnitude % 10)};
+        body.append(text, sizeof text);
     }
     return body;
 }
@@ -349,14 +352,17 @@ std::string FloatBody(double value, wchar_t letter, int precision, bool alternat
 void PutFloat(FormatBuffer & out, Field const & field, double value)
 {
     std::string body;
-    bool const negative = __builtin_signbit(value);
-    double const magnitude = negative && value == value ? -value : value;
-    if (field.letter == L'a' || field.letter == L'A')
+    bool const negative = std::signbit(value);
+    if ((field.letter == L'a' || field.letter == L'A') && std::isfinite(value))
     {
         char text[64];
         int const precision = std::min(field.precision < 0 ? 13 : field.precision, 20);
-        std::snprintf(text, sizeof text, field.letter == L'a' ? "%.*a" : "%.*A", precision, magnitude);
-        body = text;
+        char const * const end =
+            std::to_chars(text, text + sizeof text, std::abs(value), std::chars_format::hex, precision).ptr;
+        body.append("0x").append(text, end);
+        if (field.letter == L'A')
+            std::transform(body.begin(), body.end(), body.begin(),
+                           [](char c) { return static_cast<char>(host::towupper(static_cast<wchar_t>(c))); });
     }
     else
         body = FloatBody(value, field.letter, field.precision, field.alternate);

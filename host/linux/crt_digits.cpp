@@ -193,6 +193,7 @@ int _fcvt_s(char * buffer, std::size_t size, double value, int decimals, int * p
     *point = 0;
     if (char const * const special = SpecialDigits(value))
         return StoreSpecial(buffer, size, special, std::min(decimals, 1 << 30) + 1, point);
+    decimals = std::max(decimals, -1000); // no double has that many digits in front of its point
     Digits digits;
     if (value != 0)
         FixedDigits(std::abs(value), decimals, digits);

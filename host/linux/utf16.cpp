@@ -99,8 +99,13 @@ std::size_t DecodedLength(Place const * place, std::size_t unitCount) noexcept
         std::size_t const end = unitCount - i < kShortStretch ? unitCount : i + kShortStretch;
         std::uint16_t count = 0;
         for (; i < end; ++i)
-            count =
-                static_cast<std::uint16_t>(count + (IsHigh(Form::Read(place, i - 1)) & IsLow(Form::Read(place, i))));
+        {
+            std::uint16_t const high = Form::Read(place, i - 1) & 0xFC00;
+            std::uint16_t const low = Form::Read(place, i) & 0xFC00;
+            std::uint16_t const difference = static_cast<std::uint16_t>((high ^ 0xD800) | (low ^ 0xDC00));
+            std::uint16_t const isPair = difference == 0;
+            count = static_cast<std::uint16_t>(count + isPair);
+        }
         pairs += count;
     }
     return unitCount - pairs;
@@ -115,10 +120,14 @@ std::size_t Decode(Place const * place, std::size_t unitCount, wchar_t * text) n
     {
         if (unitCount - i >= kBlock)
         {
-            bool surrogates = false;
+            std::uint16_t surrogates = 0;
             for (std::size_t k = 0; k < kBlock; ++k)
-                surrogates |= (Form::Read(place, i + k) & 0xF800) == 0xD800;
-            if (!surrogates)
+            {
+                std::uint16_t const top = Form::Read(place, i + k) & 0xF800;
+                std::uint16_t const isSurrogate = top == 0xD800;
+                surrogates = static_cast<std::uint16_t>(surrogates | isSurrogate);
+            }
+            if (surrogates == 0)
             {
                 for (std::size_t k = 0; k < kBlock; ++k)
                     text[out + k] = static_cast<wchar_t>(Form::Read(place, i + k));

@@ -26,7 +26,7 @@ namespace qvlib
 {
 
 /// Every AsString assigns to `out` and returns it.
-/// Integers: plain decimal, a minus sign where needed.
+/// Integers: plain decimal, a minus sign where needed. An unsigned long of all ones is the interface's 4294967295.
 QVLIB_API CQVString & AsString(CQVString & out, int value);
 QVLIB_API CQVString & AsString(CQVString & out, long value);
 QVLIB_API CQVString & AsString(CQVString & out, unsigned int value);
@@ -36,8 +36,8 @@ QVLIB_API CQVString & AsString(CQVString & out, unsigned __int64 value);
 /// "True" or "False" when `trueFalse` is set, "Yes" or "No" when it is not.
 QVLIB_API CQVString & AsString(CQVString & out, bool value, bool trueFalse);
 QVLIB_API std::wstring AsStlString(bool value, bool trueFalse);
-/// Fixed notation with at most 16 decimals, or with `precision` decimals (up to 300; more count as 300). Zeros at the
-/// end are dropped from values of 0.1 and more only.
+/// Fixed notation with 16 decimals, or with `precision` of them (as many as 348 digits hold beside those in front of
+/// the point). Zeros at the end are dropped from values of 0.1 and more only. Infinity reads "1.#INF", NaN "1.#QNAN".
 QVLIB_API CQVString & AsString(CQVString & out, double value);
 QVLIB_API CQVString & AsString(CQVString & out, double value, unsigned long precision);
 /// The value through a `printf`-style format.

@@ -1,5 +1,7 @@
 #include "qvlib/Conversions.h"
 
+#include "foundation/internal/narrow32.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -30,6 +32,7 @@ TEST(Conversions, IntegersAsText)
     EXPECT_EQ(L"18446744073709551615", Text(~0ULL));
     EXPECT_EQ(L"-7", Text(-7L));
     EXPECT_EQ(L"7", Text(7UL));
+    EXPECT_EQ(L"4294967295", Text(~0UL)) << "all ones of either width";
     std::mt19937_64 random(5);
     for (int i = 0; i < 2000; ++i)
     {
@@ -173,6 +176,23 @@ TEST(Conversions, Utf8)
     EXPECT_EQ("", AsUtf8FromWStr(nullptr));
     std::string const lengthy(1000, 'x');
     EXPECT_EQ(lengthy, AsUtf8FromWStr(AsCStringFromUtf8(lengthy)));
+}
+
+TEST(Narrow32, TakesWhat32BitsHoldAndAllOnes)
+{
+    using namespace qvlib::internal;
+    EXPECT_EQ(0xFFFFFFFFU, NarrowULong(0xFFFFFFFFUL));
+    EXPECT_EQ(0xFFFFFFFFU, NarrowULong(~0UL));
+    EXPECT_EQ(-1, NarrowLong(-1L));
+    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), NarrowLong(-2147483648L));
+    if constexpr (sizeof(long) > 4)
+    {
+        EXPECT_EQ(-1, NarrowLong(static_cast<long>(0xFFFFFFFFUL)));
+        EXPECT_THROW(NarrowULong(~0UL - 1), argument_out_of_range_exception);
+        EXPECT_THROW(NarrowULong(1UL << (sizeof(long) * 4)), argument_out_of_range_exception);
+        EXPECT_THROW(NarrowLong(2147483647L + 1), argument_out_of_range_exception);
+        EXPECT_THROW(NarrowLong(-2147483648L - 1), argument_out_of_range_exception);
+    }
 }
 
 } // namespace

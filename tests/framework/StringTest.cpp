@@ -68,8 +68,9 @@ TEST(String, CopiesShareUntilOneIsChanged)
     EXPECT_STREQ(L"shared!", c.GetString());
     EXPECT_STREQ(L"SHARED", a.GetString());
     EXPECT_STREQ(L"shared", moved.GetString());
-    a = a;
-    a = std::move(a);
+    CQVString & same = a;
+    a = same;
+    a = std::move(same);
     EXPECT_STREQ(L"SHARED", a.GetString());
 }
 
@@ -373,7 +374,7 @@ TEST(String, FormatsFloatingPoint)
     EXPECT_EQ(L"1.#INF00 -1.#INF 1.#QNAN",
               Formatted(L"%f %g %.0f", std::numeric_limits<double>::infinity(),
                         -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()));
-    EXPECT_EQ(L"0x1.8000000000000p+0", Formatted(L"%a", 1.5));
+    EXPECT_EQ(L"0x1.8000000000000p+0 -0X1.800P+0", Formatted(L"%a %.3A", 1.5, -1.5));
     EXPECT_EQ(L"10000000000000001" + std::wstring(284, L'0') + L".0", Formatted(L"%.1f", 1e300));
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -153,6 +154,7 @@ TEST(CrtDigits, NegativeDecimalsRoundInFrontOfThePoint)
     EXPECT_EQ(4, hundreds.point);
     EXPECT_EQ("1", Fixed(50.0, -2).digits);
     EXPECT_EQ("", Fixed(49.0, -2).digits);
+    EXPECT_EQ("", Fixed(1e300, std::numeric_limits<int>::min()).digits);
 }
 
 TEST(CrtDigits, SpecialValues)
@@ -182,6 +184,16 @@ TEST(CrtDigits, TooSmallABufferIsLeftEmpty)
     EXPECT_EQ(34, _fcvt_s(buffer, 4, 1e300, std::numeric_limits<int>::max(), &point, &sign));
     EXPECT_EQ(34, _gcvt_s(buffer, 4, 0.125, 17));
     EXPECT_STREQ("", buffer);
+}
+
+TEST(CrtDigits, StatusOfTheThread)
+{
+    std::feclearexcept(FE_ALL_EXCEPT);
+    EXPECT_EQ(0U, _statusfp());
+    std::feraiseexcept(FE_DIVBYZERO | FE_INVALID);
+    EXPECT_EQ(0x18U, _statusfp());
+    EXPECT_EQ(0x18U, _statusfp()) << "reading clears nothing";
+    std::feclearexcept(FE_ALL_EXCEPT);
 }
 
 TEST(CrtNumbers, TextsOfTheTable)

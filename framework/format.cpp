@@ -359,7 +359,7 @@ void PutFloat(FormatBuffer & out, Field const & field, double value)
         int const precision = std::min(field.precision < 0 ? 13 : field.precision, 20);
         char const * const end =
             std::to_chars(text, text + sizeof text, std::abs(value), std::chars_format::hex, precision).ptr;
-        body.append("0x").append(text, end);
+        body.append("0x").append(text, static_cast<std::size_t>(end - text));
         if (field.letter == L'A')
             std::transform(body.begin(), body.end(), body.begin(),
                            [](char c) { return static_cast<char>(host::towupper(static_cast<wchar_t>(c))); });

@@ -62,8 +62,8 @@ public:
     E const & GetValueRef() const noexcept { return m_value; }
     E & GetValueRef() noexcept { return m_value; }
     /// The stored value itself, as its number. Valid as long as the wrapper.
-    int const & GetIntRef() const noexcept { return reinterpret_cast<int const &>(m_value); }
-    int & GetIntRef() noexcept { return reinterpret_cast<int &>(m_value); }
+    int const & GetIntRef() const noexcept { return m_number; }
+    int & GetIntRef() noexcept { return m_number; }
     bool Is(int value) const noexcept { return Int() == value; }
     /// Stores 0.
     void Clear() noexcept { SetValue(static_cast<E>(0)); }
@@ -77,7 +77,11 @@ private:
     }
 
     // Read and written by memcpy alone, so that what comes in through either reference is seen through the other.
-    E m_value;
+    union
+    {
+        E m_value;
+        int m_number;
+    };
 };
 
 } // namespace qvlib

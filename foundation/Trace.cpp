@@ -11,10 +11,9 @@ namespace qvlib
 namespace
 {
 
-// The formatted message; empty for a format that cannot be used.
-CString Message(wchar_t const * format, va_list arguments)
+// False for a format that cannot be used.
+bool FormatInto(CString & message, wchar_t const * format, va_list arguments)
 {
-    CString message;
     try
     {
         if (format != nullptr)
@@ -22,9 +21,9 @@ CString Message(wchar_t const * format, va_list arguments)
     }
     catch (CException const &)
     {
-        message.Empty();
+        return false;
     }
-    return message;
+    return format != nullptr;
 }
 
 } // namespace
@@ -35,9 +34,11 @@ void CRTrace::operator()(wchar_t const * format, ...) const
     OutputFunction();
     va_list arguments;
     va_start(arguments, format);
-    CString const message = Message(format, arguments);
+    CString message;
+    bool const usable = FormatInto(message, format, arguments);
     va_end(arguments);
-    OutputDebugStringW(message);
+    if (usable)
+        OutputDebugStringW(message);
     OutputDebugStringW(L"\n");
 }
 

@@ -209,7 +209,14 @@ BYTE * CArchive::RoomSlow(UINT count)
     {
         void * start = nullptr;
         void * stop = nullptr;
-        m_file->GetBufferPtr(CFile::bufferWrite, count, &start, &stop);
+        try
+        {
+            m_file->GetBufferPtr(CFile::bufferWrite, count, &start, &stop);
+        }
+        catch (CMemoryException const &)
+        {
+            return nullptr; // the caller may have asked for more than it needs; a plain write will tell
+        }
         m_buffer = m_put = static_cast<BYTE *>(start);
         m_putEnd = static_cast<BYTE *>(stop);
         return m_put;
@@ -229,7 +236,7 @@ void CArchive::WriteSlow(void const * buffer, UINT count)
         m_put += count;
     }
     else
-        m_file->Write(buffer, count); // larger than the buffer, which RoomSlow has just emptied
+        m_file->Write(buffer, count); // larger than the buffer, which RoomSlow has just emptied, or than all memory
 }
 
 void AfxWriteStringLength(CArchive & archive, UINT_PTR length, BOOL unicode)
@@ -296,23 +303,23 @@ UINT_PTR AfxReadStringLength(CArchive & archive, int & charSize)
 
 CArchive & operator<<(CArchive & archive, CString const & text)
 {
-    constexpr SIZE_T kShort = 0xFE; // the longest text whose length takes one byte
     wchar_t const * characters = text.GetString();
     SIZE_T left = static_cast<SIZE_T>(text.GetLength());
-    if (left <= kShort / 2) // even if every character takes two units
+    SIZE_T const units = qvlib::host::Utf16Length(characters, left);
+    if (units < 0xFF)
     {
-        if (BYTE * const room = archive.Room(static_cast<UINT>(4 + left * 4)))
+        UINT const size = static_cast<UINT>(4 + units * 2);
+        if (BYTE * const room = archive.Room(size))
         {
-            SIZE_T const units = qvlib::host::EncodeUtf16(characters, left, room + 4);
             room[0] = 0xFF;
             room[1] = 0xFE;
             room[2] = 0xFF;
             room[3] = static_cast<BYTE>(units);
-            archive.Commit(static_cast<UINT>(4 + units * 2));
+            qvlib::host::EncodeUtf16(characters, left, room + 4);
+            archive.Commit(size);
             return archive;
         }
     }
-    SIZE_T const units = qvlib::host::Utf16Length(characters, left);
     AfxWriteStringLength(archive, units, TRUE);
     if (units <= kFirstStep)
     {

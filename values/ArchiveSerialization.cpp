@@ -148,6 +148,16 @@ CArchive & SerializeString(CArchive & archive, std::wstring & text)
     {
         std::size_t const units = host::Utf16Length(text.data(), text.size());
         WriteHead(archive, true, units);
+        if (units < kFirstStep)
+        {
+            auto const size = static_cast<UINT>(units * 2);
+            if (BYTE * const room = archive.Room(size))
+            {
+                host::EncodeUtf16(text.data(), text.size(), room);
+                archive.Commit(size);
+                return archive;
+            }
+        }
         constexpr std::size_t kPiece = 512;
         unsigned char bytes[kPiece * 4];
         for (std::size_t at = 0; at < text.size(); at += kPiece)

@@ -54,10 +54,7 @@ TEST_F(Trace, WritesEachPieceOnItsOwn)
 TEST_F(Trace, ANullFormatGivesALineWithoutAMessage)
 {
     qvlib::CRTrace(L"a", 1)(nullptr);
-    std::wstring line;
-    for (std::wstring const & piece : Taken())
-        line += piece;
-    EXPECT_EQ(line, L"a(1): \n");
+    EXPECT_EQ(Taken(), (Pieces{L"a(1): ", L"\n"}));
 }
 
 TEST(Switches, AreReadOnceAndForAll)
@@ -98,6 +95,7 @@ TEST(SystemError, HasTheSystemsWordsAndLineEnd)
     EXPECT_EQ(qvlib::QVFormatErrorMessage(5), L"Access is denied.\r\n");
     EXPECT_EQ(qvlib::QVFormatErrorMessage(0x80070005UL), L"Access is denied.\r\n");
     EXPECT_EQ(qvlib::QVFormatErrorMessage(0x80004005UL), L"Unspecified error\r\n");
+    EXPECT_EQ(qvlib::QVFormatErrorMessage(static_cast<unsigned long>(E_FAIL)), L"Unspecified error\r\n");
     EXPECT_EQ(qvlib::QVFormatErrorMessage(0x80030002UL), L"%1 could not be found.\r\n"); // inserts stay
     EXPECT_TRUE(qvlib::QVFormatErrorMessage(0x20000001UL).IsEmpty());
     EXPECT_TRUE(qvlib::QVFormatErrorMessage(0xFFFFFFFFUL).IsEmpty());

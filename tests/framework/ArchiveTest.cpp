@@ -295,6 +295,15 @@ TEST(Archive, AFailingFileShowsAtCloseAndNotInTheDestructor)
     narrow.Close();
     EXPECT_EQ(memory[4], 3);
 
+    BYTE exact[8]; // a text takes no room that it does not need
+    CMemFile tight(exact, sizeof exact);
+    CArchive text(&tight, CArchive::store);
+    text << CString(L"ab");
+    text.Close();
+    EXPECT_EQ(exact[6], 'b');
+    CArchive over(&tight, CArchive::store);
+    EXPECT_EQ(over.Room(1), nullptr); // none left, which is no failure until something is written
+
     PieceFile dropped;
     {
         CArchive silent(&dropped, CArchive::store | CArchive::bNoFlushOnDelete);

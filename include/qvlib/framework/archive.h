@@ -160,8 +160,9 @@ public:
         return *this;
     }
 
-    /// For code that encodes straight into the archive: room for `count` contiguous bytes, or null when the buffer
-    /// cannot hold as many. What was written there is taken by Commit. Throws readOnly on an archive that loads.
+    /// For code that encodes straight into the archive: room for `count` contiguous bytes, or null when the buffer or a
+    /// file in memory cannot hold as many; then use Write. What was written there is taken by Commit. Throws readOnly
+    /// on an archive that loads.
     BYTE * Room(UINT count)
     {
         if (count <= static_cast<SIZE_T>(m_putEnd - m_put)) [[likely]]

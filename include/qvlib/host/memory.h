@@ -14,7 +14,9 @@
 #include "qvlib/export.h"
 #include "qvlib/host/types.h"
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <objidl.h>
+#else
 
 constexpr UINT GMEM_FIXED = 0x0000;    ///< the handle is the address of the bytes
 constexpr UINT GMEM_MOVEABLE = 0x0002; ///< the handle is no address: lock it to get one

@@ -3,6 +3,7 @@
 #include "qvlib/XmlElement.h"
 #include "qvlib/host/utf16.h"
 #include "xml/internal/load_xml_parser.h"
+#include "xml/internal/tree_builder.h"
 #include "xml/internal/xml_message.h"
 
 #include <cstddef>
@@ -11,6 +12,7 @@
 #include <limits>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace qvlib
 {
@@ -325,11 +327,11 @@ std::shared_ptr<XmlElement> LoadXmlParser::LoadBytes(char const * data, std::siz
 {
     LoadXmlParser parser(nullptr);
     parser.Initialize();
-    parser.m_views = _com_ptr_t<host::IXmlViewReader>(parser.m_reader);
-    if (parser.m_views)
+    _com_ptr_t<host::IXmlEventReader> const events(parser.m_reader);
+    if (events)
     {
-        parser.m_views->SetBytes(data, length);
-        parser.ParseDocument();
+        events->SetBytes(data, length);
+        parser.BuildDocument(*events);
         return std::move(parser.m_root);
     }
     _com_ptr_t<IStream> const stream(SHCreateMemStream(reinterpret_cast<BYTE const *>(data), static_cast<UINT>(length)),
@@ -341,12 +343,12 @@ std::shared_ptr<XmlElement> LoadXmlParser::LoadWideText(wchar_t const * data, st
 {
     LoadXmlParser parser(nullptr);
     parser.Initialize();
-    parser.m_views = _com_ptr_t<host::IXmlViewReader>(parser.m_reader);
+    _com_ptr_t<host::IXmlEventReader> const events(parser.m_reader);
     // Text that begins like the mark of the other byte order is for the byte form to make out.
-    if (parser.m_views && !(length > 0 && data[0] == 0xFFFE))
+    if (events && !(length > 0 && data[0] == 0xFFFE))
     {
-        parser.m_views->SetWideText(data, length);
-        parser.ParseDocument();
+        events->SetWideText(data, length);
+        parser.BuildDocument(*events);
         return std::move(parser.m_root);
     }
     std::vector<unsigned char> bytes(2 * host::Utf16Length(data, length));
@@ -357,12 +359,20 @@ std::shared_ptr<XmlElement> LoadXmlParser::LoadWideText(wchar_t const * data, st
 
 void LoadXmlParser::ParseDocument()
 {
-    if (!m_views)
-        m_views = _com_ptr_t<host::IXmlViewReader>(m_reader);
-    if (m_views)
-        BuildDocument();
+    _com_ptr_t<host::IXmlEventReader> const events(m_reader);
+    if (events)
+        BuildDocument(*events);
     else
         WalkDocument();
+}
+
+void LoadXmlParser::BuildDocument(host::IXmlEventReader & events)
+{
+    TreeBuilder builder;
+    HRESULT const result = events.Drive(builder);
+    if (FAILED(result))
+        Fail(xml::kReadFailure, result);
+    m_root = builder.Finish();
 }
 
 void LoadXmlParser::WalkDocument()

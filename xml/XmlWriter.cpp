@@ -1,6 +1,6 @@
 #include "qvlib/XmlWriter.h"
 
-#include "host/internal/xml_views.h"
+#include "host/internal/xml_events.h"
 #include "qvlib/XmlElement.h"
 #include "xml/internal/xml_element_access.h"
 #include "xml/internal/xml_message.h"

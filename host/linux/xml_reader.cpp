@@ -33,7 +33,7 @@ private:
     bool m_made = false;
 };
 
-class XmlReader final : public IXmlReader, public IXmlViewReader
+class XmlReader final : public IXmlReader, public IXmlEventReader
 {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
@@ -42,8 +42,8 @@ public:
             return E_INVALIDARG;
         if (iid == kInterfaceId<IXmlReader> || iid == kInterfaceId<IUnknown>)
             *object = static_cast<IXmlReader *>(this);
-        else if (iid == kInterfaceId<IXmlViewReader>)
-            *object = static_cast<IXmlViewReader *>(this);
+        else if (iid == kInterfaceId<IXmlEventReader>)
+            *object = static_cast<IXmlEventReader *>(this);
         else
         {
             *object = nullptr;
@@ -131,26 +131,12 @@ public:
         return result;
     }
 
-    HRESULT STDMETHODCALLTYPE Next(XmlNodeView & view) override
+    HRESULT STDMETHODCALLTYPE Drive(XmlSink & sink) override
     {
-        m_tokens.TrackPlaces(false);
-        XmlNode const * node = nullptr;
-        HRESULT const result = m_tokens.Next(node);
-        if (result != S_OK)
-        {
-            m_node = nullptr;
-            m_state = result == S_FALSE ? XmlReadState_EndOfFile : XmlReadState_Error;
-            view.type = XmlNodeType_None;
-            return result;
-        }
-        view.type = node->type;
-        view.empty = node->empty;
-        view.base = m_tokens.Base();
-        view.name = m_tokens.Text(node->name, node->nameLength);
-        view.value = m_tokens.Text(node->value, node->valueLength);
-        view.attributes = m_tokens.Attributes(*node);
-        view.attributeCount = node->attributeCount;
-        return S_OK;
+        HRESULT const result = m_tokens.Drive(sink);
+        m_node = nullptr;
+        m_state = SUCCEEDED(result) ? XmlReadState_EndOfFile : XmlReadState_Error;
+        return result;
     }
 
     HRESULT STDMETHODCALLTYPE GetNodeType(XmlNodeType * type) override
@@ -178,7 +164,7 @@ public:
             std::string const uri = namespaceUri ? ToUtf8(namespaceUri) : std::string();
             for (std::size_t i = 0; i < m_node->attributeCount; ++i)
             {
-                XmlAttributeRecord const & attribute = m_tokens.Attributes(*m_node)[i];
+                XmlAttribute const & attribute = m_tokens.Attributes(*m_node)[i];
                 if (LocalName(attribute) == name && Uri(attribute.uri) == uri)
                     return MoveTo(i);
             }
@@ -203,7 +189,7 @@ public:
         return Give(m_qualifiedName, name, length,
                     [this]
                     {
-                        if (XmlAttributeRecord const * const attribute = Attribute())
+                        if (XmlAttribute const * const attribute = Attribute())
                             return m_tokens.Text(attribute->name, attribute->nameLength);
                         return m_node ? m_tokens.Text(m_node->name, m_node->nameLength) : std::string_view();
                     });
@@ -213,7 +199,7 @@ public:
         return Give(m_namespaceUri, uri, length,
                     [this]() -> std::string_view
                     {
-                        if (XmlAttributeRecord const * const attribute = Attribute())
+                        if (XmlAttribute const * const attribute = Attribute())
                             return Uri(attribute->uri);
                         return m_node ? Uri(m_node->uri) : std::string_view();
                     });
@@ -223,7 +209,7 @@ public:
         return Give(m_localName, name, length,
                     [this]
                     {
-                        if (XmlAttributeRecord const * const attribute = Attribute())
+                        if (XmlAttribute const * const attribute = Attribute())
                             return LocalName(*attribute);
                         if (!m_node)
                             return std::string_view();
@@ -236,7 +222,7 @@ public:
         return Give(m_prefix, prefix, length,
                     [this]
                     {
-                        if (XmlAttributeRecord const * const attribute = Attribute())
+                        if (XmlAttribute const * const attribute = Attribute())
                             return m_tokens.Text(attribute->name, attribute->prefixLength);
                         return m_node ? m_tokens.Text(m_node->name, m_node->prefixLength) : std::string_view();
                     });
@@ -319,7 +305,6 @@ private:
     void Restart() noexcept
     {
         m_tokens.Reset();
-        m_tokens.TrackPlaces(true);
         m_state = XmlReadState_Initial;
         m_node = nullptr;
         m_attribute = kNoAttribute;
@@ -362,18 +347,18 @@ private:
         return S_OK;
     }
 
-    XmlAttributeRecord const * Attribute() const noexcept
+    XmlAttribute const * Attribute() const noexcept
     {
         return m_attribute == kNoAttribute ? nullptr : m_tokens.Attributes(*m_node) + m_attribute;
     }
-    std::string_view LocalName(XmlAttributeRecord const & attribute) const noexcept
+    std::string_view LocalName(XmlAttribute const & attribute) const noexcept
     {
         std::string_view const name = m_tokens.Text(attribute.name, attribute.nameLength);
         return attribute.prefixLength == 0 ? name : name.substr(attribute.prefixLength + std::size_t{1});
     }
     std::string_view Value() const noexcept
     {
-        if (XmlAttributeRecord const * const attribute = Attribute())
+        if (XmlAttribute const * const attribute = Attribute())
             return m_tokens.Text(attribute->value, attribute->valueLength);
         return m_node ? m_tokens.Text(m_node->value, m_node->valueLength) : std::string_view();
     }

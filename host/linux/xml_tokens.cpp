@@ -16,6 +16,9 @@ namespace
 
 // A piece of input, and of queue: small enough to stay in the processor's cache.
 constexpr std::size_t kPiece = 16 * 1024;
+// Without a queue.
+constexpr std::size_t kStreamPiece = 64 * 1024;
+constexpr std::size_t kMemoryPiece = 16 * 1024 * 1024;
 constexpr std::size_t kLargestPiece = std::size_t{1} << 30;
 
 constexpr std::string_view kXmlns = "xmlns";
@@ -137,18 +140,8 @@ struct XmlTokenizer::Handlers
                     for (; *attributes; attributes += 2)
                     {
                         char const * const key = attributes[0];
-                        char const * const value = attributes[1];
                         std::size_t const keyLength = std::strlen(key);
-                        std::size_t const valueLength = std::strlen(value);
-                        XmlAttributeRecord & record = t.m_attributes.emplace_back();
-                        record.name = t.m_text.size();
-                        record.nameLength = static_cast<std::uint32_t>(keyLength);
-                        record.prefixLength = 0;
-                        record.uri = XmlNamespaces::kUnbound;
-                        t.m_text.append(key, keyLength);
-                        record.value = t.m_text.size();
-                        record.valueLength = valueLength;
-                        t.m_text.append(value, valueLength);
+                        t.AddAttribute(key, keyLength, attributes[1], std::strlen(attributes[1]));
                         colons = colons || std::memchr(key, ':', keyLength) != nullptr;
                         declarations = declarations || (keyLength >= 5 && std::memcmp(key, "xmlns", 5) == 0);
                     }
@@ -209,10 +202,7 @@ struct XmlTokenizer::Handlers
                     XmlNode & node = t.m_nodes.back();
                     t.m_text.append(text, size);
                     node.valueLength += size;
-                    // A blank that was written as a reference is text: a reference is longer than what it stands for.
-                    if (node.type == XmlNodeType_Whitespace &&
-                        (!IsBlank({text, size}) ||
-                         (size == 1 && XML_GetCurrentByteCount(t.m_parser) >= (t.m_units == XmlUnits::bytes ? 4 : 8))))
+                    if (node.type == XmlNodeType_Whitespace && (!IsBlank({text, size}) || t.IsReference(size)))
                     {
                         node.type = XmlNodeType_Text;
                     }
@@ -266,24 +256,14 @@ struct XmlTokenizer::Handlers
         Guarded(self,
                 [&](XmlTokenizer & t)
                 {
-                    // Wide text is UTF-16 and cannot be said to be anything else.
-                    if (encoding && t.m_input.IsWideText() && !EqualFolded(encoding, "UTF-16") &&
-                        !EqualFolded(encoding, "UTF-16LE"))
+                    if (!t.AllowsEncoding(encoding))
                         return t.Stop(MX_E_ENCODINGSWITCH);
                     XmlNode & node = t.Add(XmlNodeType_XmlDeclaration, 0);
                     node.nameLength = 3;
                     t.Append("xml", 3);
                     auto const add = [&](std::string_view name, std::string_view value)
                     {
-                        XmlAttributeRecord & record = t.m_attributes.emplace_back();
-                        record.name = t.m_text.size();
-                        record.nameLength = static_cast<std::uint32_t>(name.size());
-                        record.prefixLength = 0;
-                        record.uri = XmlNamespaces::kUnbound;
-                        t.m_text.append(name);
-                        record.value = t.m_text.size();
-                        record.valueLength = value.size();
-                        t.m_text.append(value);
+                        t.AddAttribute(name.data(), name.size(), value.data(), value.size());
                         ++node.attributeCount;
                     };
                     if (version)
@@ -399,6 +379,18 @@ void XmlTokenizer::Stop(HRESULT code) noexcept
     XML_StopParser(m_parser, XML_FALSE);
 }
 
+void XmlTokenizer::InstallQueueHandlers() noexcept
+{
+    XML_SetElementHandler(m_parser, Handlers::Start, Handlers::End);
+    XML_SetCharacterDataHandler(m_parser, Handlers::Characters);
+    XML_SetCdataSectionHandler(m_parser, Handlers::StartCData, Handlers::EndCData);
+    XML_SetCommentHandler(m_parser, Handlers::Comment);
+    XML_SetProcessingInstructionHandler(m_parser, Handlers::Instruction);
+    XML_SetXmlDeclHandler(m_parser, Handlers::Declaration);
+    XML_SetDoctypeDeclHandler(m_parser, Handlers::Doctype, nullptr);
+    XML_SetDefaultHandler(m_parser, Handlers::Other);
+}
+
 HRESULT XmlTokenizer::Start(std::string_view firstBytes)
 {
     m_units = XmlUnits::bytes;
@@ -415,14 +407,10 @@ HRESULT XmlTokenizer::Start(std::string_view firstBytes)
     if (!m_parser)
         return E_OUTOFMEMORY;
     XML_SetUserData(m_parser, this);
-    XML_SetElementHandler(m_parser, Handlers::Start, Handlers::End);
-    XML_SetCharacterDataHandler(m_parser, Handlers::Characters);
-    XML_SetCdataSectionHandler(m_parser, Handlers::StartCData, Handlers::EndCData);
-    XML_SetCommentHandler(m_parser, Handlers::Comment);
-    XML_SetProcessingInstructionHandler(m_parser, Handlers::Instruction);
-    XML_SetXmlDeclHandler(m_parser, Handlers::Declaration);
-    XML_SetDoctypeDeclHandler(m_parser, Handlers::Doctype, nullptr);
-    XML_SetDefaultHandler(m_parser, Handlers::Other);
+    if (m_sink)
+        InstallSinkHandlers();
+    else
+        InstallQueueHandlers();
     XML_SetUnknownEncodingHandler(m_parser, XmlUnknownEncoding, &m_units);
     // Document types are refused before any entity is declared; the limits stand behind that all the same.
 #if XML_MAJOR_VERSION > 2 || (XML_MAJOR_VERSION == 2 && XML_MINOR_VERSION >= 4)
@@ -456,13 +444,13 @@ void XmlTokenizer::DropConsumed()
     m_next = 0;
 }
 
-HRESULT XmlTokenizer::Refill()
+// Gives the parser the next piece of input, of at most `size` bytes unless more is needed.
+HRESULT XmlTokenizer::Feed(std::size_t size)
 {
     if (!m_input)
         return E_UNEXPECTED;
-    DropConsumed();
     std::string_view piece;
-    HRESULT const result = m_input.Next(m_least, std::max(m_least, kPiece), piece, m_last);
+    HRESULT const result = m_input.Next(m_least, std::max(m_least, size), piece, m_last);
     if (FAILED(result))
         return result;
     if (!m_parser)
@@ -476,12 +464,42 @@ HRESULT XmlTokenizer::Refill()
         XML_Parse(m_parser, piece.data() ? piece.data() : "", static_cast<int>(piece.size()), m_last ? 1 : 0);
     if (status != XML_STATUS_OK)
         return m_stopped != S_OK ? m_stopped : ExpatFailure();
-    if (m_last)
-        m_open = false;
     // A piece that finished nothing is the inside of a long token, which the parser looks at from its start each time:
     // larger and larger pieces keep that from growing with the square of its length.
     m_least = m_calls == calls ? std::min(2 * piece.size() + 1, kLargestPiece) : 1;
     return S_OK;
+}
+
+HRESULT XmlTokenizer::Refill()
+{
+    DropConsumed();
+    HRESULT const result = Feed(kPiece);
+    if (SUCCEEDED(result) && m_last)
+        m_open = false;
+    return result;
+}
+
+HRESULT XmlTokenizer::Drive(XmlSink & sink)
+{
+    m_sink = &sink;
+    HRESULT result = S_OK;
+    try
+    {
+        // Memory goes in whole: the parser counts the lines of every piece but the last.
+        do
+            result = Feed(m_input.IsStream() ? kStreamPiece : kMemoryPiece);
+        while (SUCCEEDED(result) && !m_last);
+    }
+    catch (std::bad_alloc const &)
+    {
+        result = E_OUTOFMEMORY;
+    }
+    m_sink = nullptr;
+    if (sink.Done())
+        return S_OK;
+    if (FAILED(result))
+        Fault(result);
+    return result;
 }
 
 HRESULT XmlTokenizer::ExpatFailure() const
@@ -507,15 +525,37 @@ XmlNode & XmlTokenizer::Add(XmlNodeType type, std::uint32_t depth)
     node.value = node.name;
     node.firstAttribute = m_attributes.size();
     node.uri = XmlNamespaces::kUnbound;
-    if (m_trackPlaces)
-    {
-        node.line = static_cast<std::uint32_t>(XML_GetCurrentLineNumber(m_parser));
-        node.column = static_cast<std::uint32_t>(XML_GetCurrentColumnNumber(m_parser) + 1);
-    }
+    node.line = static_cast<std::uint32_t>(XML_GetCurrentLineNumber(m_parser));
+    node.column = static_cast<std::uint32_t>(XML_GetCurrentColumnNumber(m_parser) + 1);
     return node;
 }
 
+void XmlTokenizer::AddAttribute(char const * name, std::size_t nameLength, char const * value, std::size_t valueLength)
+{
+    XmlAttribute & attribute = m_attributes.emplace_back();
+    attribute.name = m_text.size();
+    attribute.nameLength = static_cast<std::uint32_t>(nameLength);
+    attribute.prefixLength = 0;
+    attribute.uri = XmlNamespaces::kUnbound;
+    m_text.append(name, nameLength);
+    attribute.value = m_text.size();
+    attribute.valueLength = valueLength;
+    m_text.append(value, valueLength);
+}
+
 void XmlTokenizer::Append(char const * text, std::size_t length) { m_text.append(text, length); }
+
+// A blank that was written as a reference is text: a reference is longer than what it stands for.
+bool XmlTokenizer::IsReference(std::size_t length) const noexcept
+{
+    return length == 1 && XML_GetCurrentByteCount(m_parser) >= (m_units == XmlUnits::bytes ? 4 : 8);
+}
+
+// Wide text is UTF-16 and cannot be said to be anything else.
+bool XmlTokenizer::AllowsEncoding(char const * name) const noexcept
+{
+    return !name || !m_input.IsWideText() || EqualFolded(name, "UTF-16") || EqualFolded(name, "UTF-16LE");
+}
 
 // A name may have one colon, between two names.
 HRESULT XmlTokenizer::CheckName(std::string_view name, std::size_t & prefixLength) const noexcept
@@ -536,9 +576,9 @@ HRESULT XmlTokenizer::CheckName(std::string_view name, std::size_t & prefixLengt
 
 HRESULT XmlTokenizer::BindNamespaces(XmlNode & node, bool colons, bool declarations)
 {
-    XmlAttributeRecord * const first = m_attributes.data() + node.firstAttribute;
-    XmlAttributeRecord * const end = first + node.attributeCount;
-    for (XmlAttributeRecord * i = first; i != end; ++i)
+    XmlAttribute * const first = m_attributes.data() + node.firstAttribute;
+    XmlAttribute * const end = first + node.attributeCount;
+    for (XmlAttribute * i = first; i != end; ++i)
     {
         std::string_view const name = Text(i->name, i->nameLength);
         std::size_t prefixLength = 0;
@@ -575,7 +615,7 @@ HRESULT XmlTokenizer::BindNamespaces(XmlNode & node, bool colons, bool declarati
             return NC_E_UNDECLAREDPREFIX;
     }
     m_qualified.clear();
-    for (XmlAttributeRecord * i = first; i != end; ++i)
+    for (XmlAttribute * i = first; i != end; ++i)
     {
         if (i->prefixLength == 0 || i->uri == XmlNamespaces::kXmlns)
             continue;

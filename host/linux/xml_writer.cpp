@@ -1,4 +1,4 @@
-#include "host/internal/xml_views.h"
+#include "host/internal/xml_events.h"
 #include "host/linux/internal/xml_names.h"
 #include "host/linux/internal/xml_output.h"
 

@@ -1,18 +1,20 @@
 // The tokenizer behind the reader: drives expat over pieces of the input and queues the nodes that come of each.
 #pragma once
 
-#include "host/internal/xml_views.h"
+#include "host/internal/xml_events.h"
 
 #ifndef XML_DTD
 #define XML_DTD // as the library is built: the header hides the limits on entities without it
 #endif
 #include <expat.h>
 
-#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qvlib::host
@@ -40,6 +42,7 @@ public:
     XmlInput & operator=(XmlInput const &) = delete;
 
     bool IsWideText() const noexcept { return m_wide != nullptr; }
+    bool IsStream() const noexcept { return m_stream != nullptr; }
     explicit operator bool() const noexcept { return m_given; }
 
     /// The next piece, of at least `least` and at most about `size` bytes unless less is left. `last` says that nothing
@@ -97,6 +100,17 @@ private:
     std::int32_t m_default = kUnbound;
 };
 
+/// Where an attribute lies in the text of the queue.
+struct XmlAttribute
+{
+    std::size_t name;
+    std::size_t value;
+    std::size_t valueLength;
+    std::uint32_t nameLength;
+    std::uint32_t prefixLength; // without the colon; 0 for none
+    std::int32_t uri;           // index of the namespace, below 0 for none
+};
+
 struct XmlNode
 {
     XmlNodeType type;
@@ -131,18 +145,16 @@ public:
     void Reset() noexcept;
     void SetMaxDepth(unsigned int depth) noexcept { m_maxDepth = depth; }
     unsigned int MaxDepth() const noexcept { return m_maxDepth; }
-    /// Whether nodes shall carry line and column, which takes another look at each byte.
-    void TrackPlaces(bool track) noexcept { m_trackPlaces = track; }
-
     /// S_OK and the next node, S_FALSE at the end, or the failure, which stays.
     HRESULT Next(XmlNode const *& node);
+    /// Passes the whole document on instead, without a queue. S_OK, or the failure.
+    HRESULT Drive(XmlSink & sink);
 
     std::string_view Text(std::size_t offset, std::size_t length) const noexcept
     {
         return {m_text.data() + offset, length};
     }
-    char const * Base() const noexcept { return m_text.data(); }
-    XmlAttributeRecord const * Attributes(XmlNode const & node) const noexcept
+    XmlAttribute const * Attributes(XmlNode const & node) const noexcept
     {
         return m_attributes.data() + node.firstAttribute;
     }
@@ -152,9 +164,14 @@ public:
 
 private:
     struct Handlers;
+    struct SinkHandlers;
     friend struct Handlers;
+    friend struct SinkHandlers;
 
     HRESULT Start(std::string_view firstBytes);
+    void InstallQueueHandlers() noexcept;
+    void InstallSinkHandlers() noexcept;
+    HRESULT Feed(std::size_t size);
     HRESULT Refill();
     void DropConsumed();
     void Fault(HRESULT code);
@@ -162,9 +179,12 @@ private:
     void Stop(HRESULT code) noexcept;
     HRESULT ExpatFailure() const;
 
+    void AddAttribute(char const * name, std::size_t nameLength, char const * value, std::size_t valueLength);
     XmlNode & Add(XmlNodeType type, std::uint32_t depth);
     void Append(char const * text, std::size_t length);
     void CloseText() noexcept { m_open = false; }
+    bool IsReference(std::size_t length) const noexcept;
+    bool AllowsEncoding(char const * name) const noexcept;
     HRESULT CheckName(std::string_view name, std::size_t & prefixLength) const noexcept;
     HRESULT BindNamespaces(XmlNode & node, bool colons, bool declarations);
 
@@ -172,14 +192,13 @@ private:
     XML_Parser m_parser = nullptr;
     XmlUnits m_units = XmlUnits::bytes;
     unsigned int m_maxDepth = kMaxDepth;
-    bool m_trackPlaces = true;
     bool m_last = false;
     std::size_t m_least = kFirst; // what the next piece must have
     std::size_t m_calls = 0;      // of handlers, to see whether a piece moved anything
 
     // The queue. Only its last node can be open, a text that may go on.
     std::vector<XmlNode> m_nodes;
-    std::vector<XmlAttributeRecord> m_attributes;
+    std::vector<XmlAttribute> m_attributes;
     std::string m_text;
     std::size_t m_next = 0;
     bool m_open = false;
@@ -189,6 +208,7 @@ private:
     std::vector<std::pair<std::int32_t, std::string_view>> m_qualified;
     XmlNamespaces m_namespaces;
 
+    XmlSink * m_sink = nullptr;
     HRESULT m_stopped = S_OK;
     HRESULT m_failure = S_OK;
     std::uint32_t m_faultLine = 0;

@@ -1,11 +1,11 @@
 #include "values.h"
 
 #include "qvlib/DateTime.h"
+#include "qvlib/host/crt.h"
 #include "qvlib/host/utf8.h"
 
 #include <charconv>
 #include <cmath>
-#include <limits>
 
 namespace qvconcept
 {
@@ -47,32 +47,19 @@ bool IsDecimalNumber(std::wstring_view text)
     if (text.starts_with(L'+'))
         text.remove_prefix(1);
     std::string const ascii = ToAscii(text);
-    // from_chars knows "inf" and "nan", which are no numbers here.
-    if (ascii.find_first_of("0123456789") == std::string::npos)
+    // from_chars knows "inf" and "nan(1)", which are no numbers here.
+    if (ascii.find_first_not_of("0123456789.+-eE") != std::string::npos)
         return false;
     double number = 0;
     auto const result = std::from_chars(ascii.data(), ascii.data() + ascii.size(), number);
     return result.ec != std::errc::invalid_argument && result.ptr == ascii.data() + ascii.size();
 }
 
-bool EqualsNoCase(std::wstring_view text, std::string_view lower)
-{
-    if (text.size() != lower.size())
-        return false;
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        wchar_t const c = text[i] >= L'A' && text[i] <= L'Z' ? static_cast<wchar_t>(text[i] + 32) : text[i];
-        if (c != static_cast<wchar_t>(lower[i]))
-            return false;
-    }
-    return true;
-}
-
-bool IsBoolText(std::wstring_view text)
+bool IsBoolText(std::wstring const & text)
 {
     std::wstring ignored;
-    for (char const * const word : {"true", "false", "yes", "no"})
-        if (EqualsNoCase(text, word))
+    for (wchar_t const * const word : {L"true", L"false", L"yes", L"no"})
+        if (_wcsicmp(text.c_str(), word) == 0)
             return true;
     return CanonicalInteger(text, ignored);
 }

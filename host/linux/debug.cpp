@@ -4,6 +4,7 @@
 #include "qvlib/host/error.h"
 #include "qvlib/host/utf8.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>

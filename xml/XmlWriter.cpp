@@ -39,27 +39,114 @@ bool IsUtf16(std::wstring const & encoding) noexcept
     return true;
 }
 
-// Lets go of the caller's string whatever happens.
-class WideOutput
+// The platform's writer, for texts that may hold a NUL.
+class PublicTarget
 {
 public:
-    WideOutput(_com_ptr_t<IXmlWriter> const & writer, std::wstring * text) : m_output(writer)
+    explicit PublicTarget(IXmlWriter & writer) : m_writer(writer) {}
+
+    HRESULT Start(std::wstring const & name)
+    {
+        return HasNul(name) ? WC_E_NAMECHARACTER : m_writer.WriteStartElement(nullptr, name.c_str(), nullptr);
+    }
+    HRESULT Attribute(std::wstring const & name, std::wstring const & value)
+    {
+        return HasNul(name)    ? WC_E_NAMECHARACTER
+               : HasNul(value) ? WC_E_XMLCHARACTER
+                               : m_writer.WriteAttributeString(nullptr, name.c_str(), nullptr, value.c_str());
+    }
+    HRESULT Text(std::wstring const & text)
+    {
+        return HasNul(text) ? WC_E_XMLCHARACTER : m_writer.WriteString(text.c_str());
+    }
+    HRESULT End() { return m_writer.WriteEndElement(); }
+
+private:
+    IXmlWriter & m_writer;
+};
+
+// The library's own writer, straight into a string, which it lets go of whatever happens.
+class WideTarget
+{
+public:
+    WideTarget(_com_ptr_t<IXmlWriter> const & writer, std::wstring * text) : m_writer(*writer), m_output(writer)
     {
         if (m_output && FAILED(m_output->SetWideOutput(text)))
             m_output = nullptr;
     }
-    ~WideOutput()
+    ~WideTarget()
     {
         if (m_output)
             m_output->SetWideOutput(nullptr);
     }
-    WideOutput(WideOutput const &) = delete;
-    WideOutput & operator=(WideOutput const &) = delete;
+    WideTarget(WideTarget const &) = delete;
+    WideTarget & operator=(WideTarget const &) = delete;
     explicit operator bool() const noexcept { return static_cast<bool>(m_output); }
 
+    HRESULT Start(std::wstring const & name) { return m_output->StartElement(name); }
+    HRESULT Attribute(std::wstring const & name, std::wstring const & value)
+    {
+        return m_output->Attribute(name, value);
+    }
+    HRESULT Text(std::wstring const & text) { return m_output->Text(text); }
+    HRESULT End() { return m_writer.WriteEndElement(); }
+
 private:
+    IXmlWriter & m_writer;
     _com_ptr_t<host::IXmlWideOutput> m_output;
 };
+
+void Check(HRESULT hr, char const * prefix)
+{
+    if (FAILED(hr))
+        throw XmlWriterException(xml::FailureText(prefix, hr).c_str());
+}
+
+// Goes down the tree with a list of its own: a tree built by hand may be deeper than any call stack.
+template <class Target>
+void WriteTree(Target & target, XmlElement const * element)
+{
+    struct Level
+    {
+        XmlElement::ElementList const * children;
+        std::size_t next;
+    };
+    std::vector<Level> levels;
+    // Writes everything up to the children, and the whole element if it has none.
+    auto const begin = [&](XmlElement const & entered)
+    {
+        Check(target.Start(entered.Name()), kNameFailure);
+        if (entered.HasAttributes())
+        {
+            for (auto const & [name, value] : *XmlElementAccess::Attributes(entered))
+                Check(target.Attribute(name, value), kAttributeFailure);
+        }
+        if (entered.ContainsChildren())
+        {
+            levels.push_back({XmlElementAccess::Children(entered).get(), 0});
+            return;
+        }
+        if (!entered.Value().empty())
+            Check(target.Text(entered.Value()), kValueFailure);
+        Check(target.End(), kNameFailure);
+    };
+    if (!element)
+        Check(E_INVALIDARG, kNameFailure);
+    begin(*element);
+    while (!levels.empty())
+    {
+        Level & level = levels.back();
+        if (level.next == level.children->size())
+        {
+            levels.pop_back();
+            Check(target.End(), kNameFailure);
+        }
+        else if (XmlElement const * const child = (*level.children)[level.next++].get())
+        {
+            begin(*child);
+        }
+    }
+}
 
 } // namespace
 
@@ -98,10 +185,10 @@ std::wstring XmlWriter::WriteElement(std::shared_ptr<XmlElement> element)
     if (IsUtf16(m_encoding))
     {
         std::wstring text;
-        WideOutput const output(m_writer, &text);
-        if (output)
+        WideTarget target(m_writer, &text);
+        if (target)
         {
-            WriteElementInternal(element);
+            WriteTree(target, element.get());
             Check(m_writer->WriteEndDocument(), kCloseFailure);
             return text;
         }
@@ -131,70 +218,15 @@ std::wstring XmlWriter::WriteInternal(std::shared_ptr<XmlElement> const & elemen
     return m_text->GetStdString();
 }
 
-// Goes down the tree with a list of its own: a tree built by hand may be deeper than any call stack.
 void XmlWriter::WriteElementInternal(std::shared_ptr<XmlElement> const & element)
 {
-    struct Level
-    {
-        XmlElement::ElementList const * children;
-        std::size_t next;
-    };
-    std::vector<Level> levels;
-    // Writes everything up to the children, and the whole element if it has none.
-    auto const begin = [&](XmlElement const & entered)
-    {
-        Check(HasNul(entered.Name()) ? WC_E_NAMECHARACTER
-                                     : m_writer->WriteStartElement(nullptr, entered.Name().c_str(), nullptr),
-              kNameFailure);
-        if (entered.HasAttributes())
-        {
-            for (auto const & [name, value] : *XmlElementAccess::Attributes(entered))
-            {
-                Check(HasNul(name)    ? WC_E_NAMECHARACTER
-                      : HasNul(value) ? WC_E_XMLCHARACTER
-                                      : m_writer->WriteAttributeString(nullptr, name.c_str(), nullptr, value.c_str()),
-                      kAttributeFailure);
-            }
-        }
-        if (entered.ContainsChildren())
-        {
-            levels.push_back({XmlElementAccess::Children(entered).get(), 0});
-            return;
-        }
-        if (!entered.Value().empty())
-        {
-            Check(HasNul(entered.Value()) ? WC_E_XMLCHARACTER : m_writer->WriteString(entered.Value().c_str()),
-                  kValueFailure);
-        }
-        Check(m_writer->WriteEndElement(), kNameFailure);
-    };
-    if (!element)
-        Check(m_writer->WriteStartElement(nullptr, nullptr, nullptr), kNameFailure);
-    begin(*element);
-    while (!levels.empty())
-    {
-        Level & level = levels.back();
-        if (level.next == level.children->size())
-        {
-            levels.pop_back();
-            Check(m_writer->WriteEndElement(), kNameFailure);
-        }
-        else if (XmlElement const * const child = (*level.children)[level.next++].get())
-        {
-            begin(*child);
-        }
-    }
+    PublicTarget target(*m_writer);
+    WriteTree(target, element.get());
 }
 
 std::string XmlWriter::FormatHRESULTMessage(std::string const & text, long hr)
 {
     return xml::FailureText(text, static_cast<HRESULT>(hr));
-}
-
-void XmlWriter::Check(HRESULT hr, char const * prefix)
-{
-    if (FAILED(hr))
-        throw XmlWriterException(FormatHRESULTMessage(prefix, hr).c_str());
 }
 
 } // namespace qvlib

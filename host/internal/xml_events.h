@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace qvlib::host
 {
@@ -49,10 +50,15 @@ protected:
     ~IXmlEventReader() = default;
 };
 
+/// The operations of IXmlWriter on texts with a length. A NUL in one is a character like others that XML cannot hold.
 struct IXmlWideOutput : IUnknown
 {
     /// What SetOutput does, with a string that the document is appended to.
     virtual HRESULT STDMETHODCALLTYPE SetWideOutput(std::wstring * text) = 0;
+    virtual HRESULT STDMETHODCALLTYPE StartElement(std::wstring_view name) = 0;
+    /// The caller sees to it that no name comes twice.
+    virtual HRESULT STDMETHODCALLTYPE Attribute(std::wstring_view name, std::wstring_view value) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Text(std::wstring_view text) = 0;
 
 protected:
     ~IXmlWideOutput() = default;

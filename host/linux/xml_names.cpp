@@ -117,19 +117,20 @@ bool IsXmlNameStart(std::string_view utf8) noexcept
     return c < 0xF0 && utf8.size() >= 3 && IsStart((c & 0x0F) << 12 | (at(1) & 0x3F) << 6 | (at(2) & 0x3F));
 }
 
-std::size_t XmlPlainNameLength(wchar_t const * name) noexcept
+bool IsXmlPlainName(std::wstring_view name) noexcept
 {
+    if (name.empty())
+        return false;
     char32_t const first = static_cast<char32_t>(name[0]);
     if (first < 0x80 ? kAscii[first] < 2 : !Contains(kLetters, first))
-        return 0;
-    std::size_t i = 1;
-    for (; name[i] != 0; ++i)
+        return false;
+    for (wchar_t const character : name.substr(1))
     {
-        char32_t const c = static_cast<char32_t>(name[i]);
+        char32_t const c = static_cast<char32_t>(character);
         if (c < 0x80 ? kAscii[c] == 0 : !Contains(kLetters, c) && !Contains(kFollowers, c))
-            return 0;
+            return false;
     }
-    return i;
+    return true;
 }
 
 } // namespace qvlib::host

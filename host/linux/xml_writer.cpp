@@ -129,13 +129,18 @@ public:
 
     HRESULT STDMETHODCALLTYPE WriteStartElement(LPCWSTR prefix, LPCWSTR localName, LPCWSTR namespaceUri) override
     {
+        if (IsGiven(prefix) || IsGiven(namespaceUri))
+            return E_NOTIMPL;
+        return StartElement(localName ? std::wstring_view(localName) : std::wstring_view());
+    }
+    HRESULT STDMETHODCALLTYPE StartElement(std::wstring_view name) override
+    {
         return Guarded(
             [&]
             {
                 if (m_state != State::fresh && m_state != State::tag && m_state != State::content)
                     return WR_E_INVALIDACTION;
-                std::size_t length = 0;
-                HRESULT const named = CheckName(prefix, localName, namespaceUri, length);
+                HRESULT const named = CheckName(name);
                 if (FAILED(named))
                     return named;
                 if (m_state == State::fresh)
@@ -147,10 +152,10 @@ public:
                     m_open.back().children = true;
                     NewLine(m_open.back());
                 }
-                m_open.push_back({length, false, false});
-                m_names.append(localName, length);
+                m_open.push_back({name.size(), false, false});
+                m_names.append(name);
                 m_text->push_back(L'<');
-                m_text->append(localName, length);
+                m_text->append(name);
                 m_attributes.clear();
                 m_attributeNames.clear();
                 m_state = State::tag;
@@ -161,39 +166,21 @@ public:
     HRESULT STDMETHODCALLTYPE WriteAttributeString(LPCWSTR prefix, LPCWSTR localName, LPCWSTR namespaceUri,
                                                    LPCWSTR value) override
     {
-        return Guarded(
-            [&]
-            {
-                if (m_state != State::tag)
-                    return WR_E_INVALIDACTION;
-                std::size_t length = 0;
-                HRESULT const named = CheckName(prefix, localName, namespaceUri, length);
-                if (FAILED(named))
-                    return named;
-                std::wstring_view const name(localName, length);
-                std::wstring_view const text = value ? std::wstring_view(value) : std::wstring_view();
-                if (name == L"xmlns")
-                {
-                    if (text == L"http://www.w3.org/XML/1998/namespace")
-                        return WR_E_XMLURIDECLARATION;
-                    if (text == L"http://www.w3.org/2000/xmlns/")
-                        return WR_E_XMLNSURIDECLARATION;
-                }
-                HRESULT const fair = CheckText(text);
-                if (FAILED(fair))
-                    return fair;
-                if (!Remember(name))
-                    return WR_E_DUPLICATEATTRIBUTE;
-                m_text->push_back(L' ');
-                m_text->append(name);
-                m_text->append(L"=\"", 2);
-                Escape(text, true);
-                m_text->push_back(L'"');
-                return Spill();
-            });
+        if (IsGiven(prefix) || IsGiven(namespaceUri))
+            return E_NOTIMPL;
+        return AddAttribute(localName ? std::wstring_view(localName) : std::wstring_view(),
+                            value ? std::wstring_view(value) : std::wstring_view(), true);
+    }
+    HRESULT STDMETHODCALLTYPE Attribute(std::wstring_view name, std::wstring_view value) override
+    {
+        return AddAttribute(name, value, false);
     }
 
     HRESULT STDMETHODCALLTYPE WriteString(LPCWSTR text) override
+    {
+        return Text(text ? std::wstring_view(text) : std::wstring_view());
+    }
+    HRESULT STDMETHODCALLTYPE Text(std::wstring_view text) override
     {
         return Guarded(
             [&]
@@ -201,7 +188,7 @@ public:
                 if (m_state != State::tag && m_state != State::content)
                     return WR_E_INVALIDACTION;
                 CloseTag();
-                if (!text || *text == 0)
+                if (text.empty())
                     return S_OK;
                 m_open.back().text = true;
                 // What stands before a fault has been written.
@@ -296,24 +283,56 @@ private:
         }
     }
 
-    HRESULT CheckName(LPCWSTR prefix, LPCWSTR name, LPCWSTR namespaceUri, std::size_t & length) const
+    static bool IsGiven(LPCWSTR text) noexcept { return text && *text != 0; }
+
+    HRESULT CheckName(std::wstring_view name) const
     {
-        if ((prefix && *prefix) || (namespaceUri && *namespaceUri))
-            return E_NOTIMPL;
-        if (!name || *name == 0)
+        if (name.empty())
             return E_INVALIDARG;
-        length = XmlPlainNameLength(name);
-        if (length == 0)
+        if (!IsXmlPlainName(name))
             return WC_E_NAMECHARACTER;
         if (m_output && !m_output->HoldsAll())
         {
-            for (std::size_t i = 0; i < length; ++i)
+            for (wchar_t const c : name)
             {
-                if (!m_output->Holds(static_cast<char32_t>(name[i])))
+                if (!m_output->Holds(static_cast<char32_t>(c)))
                     return WC_E_NAMECHARACTER;
             }
         }
         return S_OK;
+    }
+
+    HRESULT AddAttribute(std::wstring_view name, std::wstring_view value, bool perhapsTwin)
+    {
+        return Guarded(
+            [&]
+            {
+                if (m_state != State::tag)
+                    return WR_E_INVALIDACTION;
+                HRESULT const named = CheckName(name);
+                if (FAILED(named))
+                    return named;
+                if (name == L"xmlns")
+                {
+                    if (value == L"http://www.w3.org/XML/1998/namespace")
+                        return WR_E_XMLURIDECLARATION;
+                    if (value == L"http://www.w3.org/2000/xmlns/")
+                        return WR_E_XMLNSURIDECLARATION;
+                }
+                // A value that turns out bad leaves nothing behind, not even its name.
+                std::size_t const before = m_text->size();
+                m_text->push_back(L' ');
+                m_text->append(name);
+                m_text->append(L"=\"", 2);
+                HRESULT const escaped = Escape(value, true);
+                if (FAILED(escaped) || (perhapsTwin && !Remember(name)))
+                {
+                    m_text->resize(before);
+                    return FAILED(escaped) ? escaped : WR_E_DUPLICATEATTRIBUTE;
+                }
+                m_text->push_back(L'"');
+                return Spill();
+            });
     }
 
     // Whether the attribute is new to this tag; it is known from now on.
@@ -436,33 +455,6 @@ private:
         }
         if (c == 0xFFFE || c == 0xFFFF || c > 0x10FFFF)
             return WC_E_XMLCHARACTER;
-        return S_OK;
-    }
-
-    static HRESULT CheckText(std::wstring_view text) noexcept
-    {
-        for (std::size_t i = 0; i < text.size();)
-        {
-            char32_t const c = static_cast<char32_t>(text[i]);
-            if (c < 0x80)
-            {
-                if (kKinds[c] == kForbidden)
-                    return WC_E_XMLCHARACTER;
-                ++i;
-                continue;
-            }
-            if (c < 0xD800)
-            {
-                ++i;
-                continue;
-            }
-            char32_t whole = 0;
-            std::size_t taken = 0;
-            HRESULT const result = Fair(text, i, whole, taken);
-            if (FAILED(result))
-                return result;
-            i += taken;
-        }
         return S_OK;
     }
 

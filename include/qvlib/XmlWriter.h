@@ -66,7 +66,6 @@ private:
     std::wstring WriteInternal(std::shared_ptr<XmlElement> const & element);
     void WriteElementInternal(std::shared_ptr<XmlElement> const & element);
     static std::string FormatHRESULTMessage(std::string const & text, long hr);
-    static void Check(HRESULT hr, char const * prefix);
 
     _com_ptr_t<IStream> m_output;
     _com_ptr_t<IXmlWriter> m_writer;

@@ -83,48 +83,10 @@ void CGenericVal::DestroyObject() noexcept
 
 void CGenericVal::CopyObject(CGenericVal const & source)
 {
-    switch (source.m_type)
-    {
-    case VT_LPWSTR:
-        SetString(source.Held<CQVString>());
-        break;
-    case VT_BLOB:
+    if (source.m_type == VT_BLOB)
         SetBlob(source.Held<CBlob>());
-        break;
-    default:
+    else
         SetClosure(source.Held<Closure>());
-    }
-}
-
-void CGenericVal::MoveObject(CGenericVal & source) noexcept
-{
-    if (this == &source)
-    {
-        Empty();
-        return;
-    }
-    // The object is out of the source before anything here ends: the source may belong to a closure held here.
-    auto const take = [&]<class T>(T & held)
-    {
-        VARENUM const type = source.m_type;
-        T taken(std::move(held));
-        source.Empty();
-        if (m_type == type)
-            std::swap(Held<T>(), taken);
-        else
-            Emplace(type, std::move(taken));
-    };
-    switch (source.m_type)
-    {
-    case VT_LPWSTR:
-        take(source.Held<CQVString>());
-        break;
-    case VT_BLOB:
-        take(source.Held<CBlob>());
-        break;
-    default:
-        take(source.Held<Closure>());
-    }
 }
 
 bool CGenericVal::EqualsSameType(CGenericVal const & other) const
@@ -133,28 +95,8 @@ bool CGenericVal::EqualsSameType(CGenericVal const & other) const
     {
     case VT_EMPTY:
         return true;
-    case VT_I2:
-    case VT_UI2:
-        return Load<std::uint16_t>() == other.Load<std::uint16_t>();
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-        return Load<std::uint32_t>() == other.Load<std::uint32_t>();
     case VT_R4:
         return Load<float>() == other.Load<float>();
-    case VT_R8:
-    case VT_DATE:
-        return Load<double>() == other.Load<double>();
-    case VT_BOOL:
-    case VT_I1:
-    case VT_UI1:
-        return Load<unsigned char>() == other.Load<unsigned char>();
-    case VT_I8:
-    case VT_UI8:
-        return Load<std::uint64_t>() == other.Load<std::uint64_t>();
-    case VT_LPWSTR:
-        return Held<CQVString>() == other.Held<CQVString>();
     case VT_BLOB:
         return Held<CBlob>() == other.Held<CBlob>();
     case VT_USERDEFINED:
@@ -170,9 +112,6 @@ bool CGenericVal::LessSameType(CGenericVal const & other) const
     {
     case VT_I2:
         return Load<std::int16_t>() < other.Load<std::int16_t>();
-    case VT_I4:
-    case VT_INT:
-        return Load<std::int32_t>() < other.Load<std::int32_t>();
     case VT_R4:
         return Load<float>() < other.Load<float>();
     case VT_BOOL:
@@ -189,14 +128,12 @@ bool CGenericVal::LessSameType(CGenericVal const & other) const
         return Load<std::int64_t>() < other.Load<std::int64_t>();
     case VT_UI8:
         return Load<std::uint64_t>() < other.Load<std::uint64_t>();
-    case VT_LPWSTR:
-        return Held<CQVString>().Compare(other.Held<CQVString>()) < 0;
     case VT_BLOB:
         return Held<CBlob>() < other.Held<CBlob>(); // by identity, although == looks at content
     case VT_USERDEFINED:
         return reinterpret_cast<std::uintptr_t>(Held<Closure>()(nullptr)) <
                reinterpret_cast<std::uintptr_t>(other.Held<Closure>()(nullptr));
-    default: // Double and Date, and whatever the payload of the others reads as
+    default: // whatever the payload reads as
         return Load<double>() < other.Load<double>();
     }
 }

@@ -25,6 +25,7 @@
 #include "qvlib/VarType.h"
 #include "qvlib/export.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -77,7 +78,13 @@ public:
     CGenericVal(Closure const & value);
     CGenericVal(CGenericVal const & other);
     CGenericVal(CGenericVal && other) noexcept;
-    ~CGenericVal() { DestroyNonTrivialObjects(); }
+    ~CGenericVal()
+    {
+        if (m_type == VT_LPWSTR)
+            std::destroy_at(&Held<CQVString>());
+        else
+            DestroyNonTrivialObjects();
+    }
 
     CGenericVal const & operator=(CGenericVal const & other);
     CGenericVal const & operator=(CGenericVal && other) noexcept;
@@ -161,14 +168,11 @@ public:
 
     /// False when the tags differ. Equal tags compare by content, closures by the pointers that they give for null; an
     /// empty closure throws std::bad_function_call. Tags without a rule, Error among them, are never equal.
-    bool operator==(CGenericVal const & other) const { return m_type == other.m_type && EqualsSameType(other); }
+    bool operator==(CGenericVal const & other) const;
     /// By tag number first; then by content, blobs by the identity of their buffers. Floating-point numbers that are
     /// not numbers are below nothing. Two values of a tag without a rule compare by stale bytes: do not count on the
     /// result.
-    bool operator<(CGenericVal const & other) const
-    {
-        return m_type == other.m_type ? LessSameType(other) : m_type < other.m_type;
-    }
+    bool operator<(CGenericVal const & other) const;
 
     /// The number of any numeric tag; 0 for all others, texts included.
     double GetAsDouble() const noexcept;
@@ -223,6 +227,13 @@ private:
     static constexpr bool IsNonTrivial(VARENUM type) noexcept
     {
         return type == VT_LPWSTR || type == VT_BLOB || type == VT_USERDEFINED;
+    }
+
+    /// How many payload bytes decide whether two values of a tag are equal; 0 for a tag that has another rule.
+    static constexpr unsigned EqualBytes(VARENUM type) noexcept
+    {
+        constexpr unsigned char kBytes[] = {0, 0, 2, 4, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 1, 2, 4, 8, 8, 4, 4};
+        return static_cast<unsigned>(type) < sizeof kBytes ? kBytes[type] : 0U;
     }
 
     // The first eight payload bytes are plain data at all times: set at construction and again when an object ends.
@@ -299,8 +310,21 @@ private:
     }
 
     void DestroyObject() noexcept;
-    void CopyObject(CGenericVal const & source);
-    void MoveObject(CGenericVal & source) noexcept;
+    void CopyObject(CGenericVal const & source); // a blob or a closure
+    template <class T>
+    void MoveObject(T & held, CGenericVal & source) noexcept
+    {
+        VARENUM const type = source.m_type;
+        T taken(std::move(held));
+        std::destroy_at(&held);
+        source.m_type = VT_EMPTY;
+        source.Store(std::uint64_t{0});
+        if (m_type == type)
+            std::swap(Held<T>(), taken);
+        else
+            Emplace(type, std::move(taken));
+    }
+    // For tags that the operators do not decide in place.
     bool EqualsSameType(CGenericVal const & other) const;
     bool LessSameType(CGenericVal const & other) const;
     [[noreturn]] static void ThrowUnexpected();
@@ -336,6 +360,11 @@ inline CGenericVal const & CGenericVal::operator=(CGenericVal && other) noexcept
 
 inline void CGenericVal::Copy(CGenericVal const & source)
 {
+    if (source.m_type == VT_LPWSTR)
+    {
+        SetString(source.Held<CQVString>());
+        return;
+    }
     if (IsNonTrivial(source.m_type))
     {
         CopyObject(source);
@@ -350,15 +379,55 @@ inline void CGenericVal::Copy(CGenericVal const & source)
 
 inline void CGenericVal::Move(CGenericVal & source) noexcept
 {
-    if (IsNonTrivial(source.m_type))
+    // In each case the content is out of the source before anything here ends: the source may belong to a closure here.
+    if (this == &source)
+        Empty();
+    else if (source.m_type == VT_LPWSTR)
+        MoveObject(source.Held<CQVString>(), source);
+    else if (source.m_type == VT_BLOB)
+        MoveObject(source.Held<CBlob>(), source);
+    else if (source.m_type == VT_USERDEFINED)
+        MoveObject(source.Held<Closure>(), source);
+    else
     {
-        MoveObject(source);
-        return;
+        VARENUM const type = std::exchange(source.m_type, VT_EMPTY);
+        std::uint64_t const payload = source.Load<std::uint64_t>();
+        ChangeToTrivial(type);
+        Store(payload);
     }
-    VARENUM const type = std::exchange(source.m_type, VT_EMPTY);
-    std::uint64_t const payload = source.Load<std::uint64_t>();
-    ChangeToTrivial(this == &source ? VT_EMPTY : type);
-    Store(payload);
+}
+
+inline bool CGenericVal::operator==(CGenericVal const & other) const
+{
+    if (m_type != other.m_type)
+        return false;
+    if (m_type == VT_LPWSTR)
+        return Held<CQVString>() == other.Held<CQVString>();
+    if (m_type == VT_R8 || m_type == VT_DATE)
+        return Load<double>() == other.Load<double>();
+    if (unsigned const bytes = EqualBytes(m_type); bytes != 0)
+    {
+        std::uint64_t const difference = Load<std::uint64_t>() ^ other.Load<std::uint64_t>();
+        unsigned const unused = 64 - 8 * bytes;
+        if constexpr (std::endian::native == std::endian::little)
+            return difference << unused == 0;
+        else
+            return difference >> unused == 0;
+    }
+    return EqualsSameType(other);
+}
+
+inline bool CGenericVal::operator<(CGenericVal const & other) const
+{
+    if (m_type != other.m_type)
+        return m_type < other.m_type;
+    if (m_type == VT_INT || m_type == VT_I4)
+        return Load<std::int32_t>() < other.Load<std::int32_t>();
+    if (m_type == VT_R8 || m_type == VT_DATE)
+        return Load<double>() < other.Load<double>();
+    if (m_type == VT_LPWSTR)
+        return Held<CQVString>().View() < other.Held<CQVString>().View();
+    return LessSameType(other);
 }
 
 inline bool CGenericVal::GetValue(wchar_t const *& out) const noexcept

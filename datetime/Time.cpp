@@ -1,7 +1,21 @@
 #include "qvlib/Time.h"
 
+#include "qvlib/host/timezone.h"
+
 namespace qvlib
 {
+
+namespace
+{
+
+/// The day of a calendar record, as a whole number that orders days.
+int DayOf(SYSTEMTIME const & time)
+{
+    CDateTime const date(time);
+    return static_cast<int>(date.GetDatePortion());
+}
+
+} // namespace
 
 unsigned long CTime::GetHour() const { return ToSystemTime().wHour; }
 
@@ -43,6 +57,59 @@ bool CTime::ParseTime(wchar_t const * text, unsigned long flags, unsigned long l
         return false;
     }
     SetValue(date.GetValue());
+    return true;
+}
+
+bool CTime::ConvertGMTTimeToLocalTime(DaysOfWeek & days)
+{
+    TIME_ZONE_INFORMATION zone;
+    if (GetTimeZoneInformation(&zone) == TIME_ZONE_ID_INVALID)
+    {
+        return false;
+    }
+    SYSTEMTIME const gmt = ToSystemTime();
+    SYSTEMTIME local;
+    if (!SystemTimeToTzSpecificLocalTime(&zone, &gmt, &local))
+    {
+        return false;
+    }
+    int const shift = DayOf(local) - DayOf(gmt);
+    if (shift > 0)
+    {
+        days.MoveLaterOneDay();
+    }
+    else if (shift < 0)
+    {
+        days.MoveEarlierOneDay();
+    }
+    // The daylight bias stays out of it on purpose: callers store times by the plain bias.
+    SetValue(m_value - zone.Bias * 0.0006944444444444445);
+    return true;
+}
+
+bool CTime::ConvertLocalTimeToGMTTime(DaysOfWeek & days)
+{
+    TIME_ZONE_INFORMATION zone;
+    if (GetTimeZoneInformation(&zone) == TIME_ZONE_ID_INVALID)
+    {
+        return false;
+    }
+    SYSTEMTIME const local = ToSystemTime();
+    SYSTEMTIME gmt;
+    if (!TzSpecificLocalTimeToSystemTime(&zone, &local, &gmt))
+    {
+        return false;
+    }
+    int const shift = DayOf(local) - DayOf(gmt);
+    if (shift < 0)
+    {
+        days.MoveLaterOneDay();
+    }
+    else if (shift > 0)
+    {
+        days.MoveEarlierOneDay();
+    }
+    SetValue(m_value + zone.Bias * 0.0006944444444444445);
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "qvlib/host/crt_time.h"
 
+#include "host/linux/internal/clock.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -96,7 +98,7 @@ bool PutZone(Writer & out, std::tm const & time)
 {
     wchar_t name[64];
     std::size_t length = 0;
-    if (s_clock.load(std::memory_order_acquire) != nullptr)
+    if (int minutesEast; qvlib::host::internal::IsClockReplaced(minutesEast))
     {
         return out.Put(std::wstring_view(L"GMT"));
     }
@@ -211,10 +213,11 @@ int _localtime64_s(std::tm * fields, __time64_t const * time)
     if (time != nullptr && *time >= 0 && *time <= kLastTime)
     {
         std::time_t seconds = static_cast<std::time_t>(*time);
-        bool const replaced = s_clock.load(std::memory_order_acquire) != nullptr;
+        int minutesEast;
+        bool const replaced = qvlib::host::internal::IsClockReplaced(minutesEast);
         if (replaced)
         {
-            seconds += s_minutesEast.load(std::memory_order_relaxed) * 60;
+            seconds += minutesEast * 60;
         }
         else
         {
@@ -233,6 +236,13 @@ int _localtime64_s(std::tm * fields, __time64_t const * time)
 
 namespace qvlib::host
 {
+
+bool internal::IsClockReplaced(int & minutesEast)
+{
+    bool const replaced = s_clock.load(std::memory_order_acquire) != nullptr;
+    minutesEast = s_minutesEast.load(std::memory_order_relaxed);
+    return replaced;
+}
 
 void SetClock(std::int64_t (*clock)(), int minutesEast)
 {

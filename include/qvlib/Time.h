@@ -9,6 +9,7 @@
 #pragma once
 
 #include "qvlib/DateTime.h"
+#include "qvlib/DaysOfWeek.h"
 #include "qvlib/JulianDate.h"
 
 namespace qvlib
@@ -122,6 +123,13 @@ public:
     {
         return m_value - static_cast<double>(days);
     }
+    /// Moves from GMT to the machine's local time, and the weekdays with it when that crosses midnight. Whether it does
+    /// is told with the daylight time of day 0; the value itself moves by the zone's plain bias. False, and nothing
+    /// changed, when the zone is not known; unexpected_error when the value cannot be expanded.
+    QVLIB_API bool ConvertGMTTimeToLocalTime(DaysOfWeek & days);
+    /// The way back.
+    QVLIB_API bool ConvertLocalTimeToGMTTime(DaysOfWeek & days);
+
     // These two stay in the range.
     CTime & operator+=(CTimeSpan const & span) noexcept
     {

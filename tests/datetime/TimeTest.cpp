@@ -1,6 +1,7 @@
 #include "qvlib/Time.h"
 
 #include "qvlib/Exceptions.h"
+#include "qvlib/host/crt_time.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -125,4 +126,33 @@ TEST(TimeSpan, TextOfTheTimeRemaining)
     EXPECT_TRUE(CTimeSpan(0, 0, 0, 59.6, 0).ToStringAsTimeRemaining(Seconds) == L"1 minute");
     EXPECT_TRUE(CTimeSpan(0, 0, 0, 59.6, 0).ToStringAsTimeRemaining() == L"59 seconds 600 milliseconds");
     EXPECT_TRUE(CTimeSpan(0, 0, 0, 0.4, 0).ToStringAsTimeRemaining(Seconds).IsEmpty());
+}
+
+TEST(Time, MovesBetweenGmtAndLocalTimeWithItsDays)
+{
+    struct Case
+    {
+        int minutesEast;
+        CTime gmt;
+        CTime local;
+        wchar_t const * localDays;
+    };
+    Case const cases[] = {{-300, CTime(23, 0, 0), CTime(18, 0, 0), L"(Monday)"},
+                          {-300, CTime(2, 0, 0), CTime(21, 0, 0), L"(Sunday)"},
+                          {330, CTime(20, 0, 0), CTime(1, 30, 0), L"(Tuesday)"},
+                          {0, CTime(0, 0, 0), CTime(0, 0, 0), L"(Monday)"}};
+    for (Case const & test : cases)
+    {
+        host::SetClock([] { return std::int64_t{0}; }, test.minutesEast);
+        CTime time = test.gmt;
+        DaysOfWeek days;
+        days.AddMonday();
+        EXPECT_TRUE(time.ConvertGMTTimeToLocalTime(days));
+        EXPECT_NEAR(time, test.local, 1e-11);
+        EXPECT_TRUE(days.ToString() == test.localDays);
+        EXPECT_TRUE(time.ConvertLocalTimeToGMTTime(days));
+        EXPECT_NEAR(time, test.gmt, 1e-11);
+        EXPECT_TRUE(days.HasMonday());
+        host::SetClock(nullptr);
+    }
 }

@@ -152,26 +152,26 @@ DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION * zone)
     CopyName(zone->DaylightName, basic->getDisplayName(true, icu::TimeZone::LONG, name));
     icu::InitialTimeZoneRule * initial = nullptr;
     icu::AnnualTimeZoneRule * standard = nullptr;
-    icu::AnnualTimeZoneRule * daylight = nullptr;
+    icu::AnnualTimeZoneRule * daylightRule = nullptr;
     double const now = static_cast<double>(_time64(nullptr)) * 1000.0;
     UErrorCode status = U_ZERO_ERROR;
-    basic->getSimpleRulesNear(now, initial, standard, daylight, status);
+    basic->getSimpleRulesNear(now, initial, standard, daylightRule, status);
     std::unique_ptr<icu::InitialTimeZoneRule> const ownInitial(initial);
     std::unique_ptr<icu::AnnualTimeZoneRule> const ownStandard(standard);
-    std::unique_ptr<icu::AnnualTimeZoneRule> const ownDaylight(daylight);
+    std::unique_ptr<icu::AnnualTimeZoneRule> const ownDaylight(daylightRule);
     if (U_FAILURE(status) || initial == nullptr)
     {
         return TIME_ZONE_ID_INVALID;
     }
-    if (standard == nullptr || daylight == nullptr)
+    if (standard == nullptr || daylightRule == nullptr)
     {
         zone->Bias = MinutesOf(*initial);
         return TIME_ZONE_ID_UNKNOWN;
     }
     zone->Bias = MinutesOf(*standard);
-    zone->DaylightBias = MinutesOf(*daylight) - zone->Bias;
+    zone->DaylightBias = MinutesOf(*daylightRule) - zone->Bias;
     zone->StandardDate = ChangeOf(*standard);
-    zone->DaylightDate = ChangeOf(*daylight);
+    zone->DaylightDate = ChangeOf(*daylightRule);
     int raw;
     int savings;
     basic->getOffset(now, false, raw, savings, status);

@@ -81,6 +81,7 @@
 #include <qvlib/host/registry.h>
 #include <qvlib/host/resources.h>
 #include <qvlib/host/safearray.h>
+#include <qvlib/host/timezone.h>
 #include <qvlib/host/types.h>
 #include <qvlib/host/utf16.h>
 #include <qvlib/host/utf8.h>

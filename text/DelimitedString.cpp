@@ -1,9 +1,13 @@
 #include "qvlib/DelimitedString.h"
 
 #include "qvlib/framework/collections.h"
+#include "text/internal/list_writer.h"
 #include "text/internal/token_scan.h"
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
+#include <new>
 
 namespace qvlib
 {
@@ -20,6 +24,9 @@ TokenWalk Tokens(CDelimitedString const & list)
     return TokenWalk(list.GetString(), static_cast<std::size_t>(list.GetLength()), list.GetDelimiter());
 }
 
+/// As long as a string may become.
+constexpr std::size_t kMaxLength = 0x7FFFFF00;
+
 /// Whether the characters lie in the list's own text, and would move away under a change.
 bool LiesWithin(CQVString const & list, wchar_t const * token)
 {
@@ -27,10 +34,12 @@ bool LiesWithin(CQVString const & list, wchar_t const * token)
     return notBehind(list.GetString(), token) && notBehind(token, list.GetString() + list.GetLength());
 }
 
-wchar_t * Copy(wchar_t * out, Span token)
+std::size_t RoomFor(CQVString const & list, Span added)
 {
-    std::wmemcpy(out, token.begin, token.Length());
-    return out + token.Length();
+    auto const length = static_cast<std::size_t>(list.GetLength());
+    if (added.Length() >= kMaxLength - length)
+        throw std::bad_alloc();
+    return length + added.Length() + 1;
 }
 
 } // namespace
@@ -45,38 +54,33 @@ CDelimitedString & CDelimitedString::operator=(CQVString const & text)
     return *this;
 }
 
-void CDelimitedString::AddToken(CQVString const & token)
-{
-    AddToken(token.GetString(), static_cast<unsigned long>(token.GetLength()));
-}
-
 void CDelimitedString::AddToken(wchar_t const * token, unsigned long length)
 {
-    int const count = static_cast<int>(Measured(token, length));
+    std::size_t const count = Measured(token, length);
     if (count == 0)
         return;
-    int const oldLength = GetLength();
-    if (oldLength == 0)
+    if (IsEmpty())
     {
-        Append(token, count);
+        Append(token, static_cast<int>(count));
         return;
     }
     if (LiesWithin(*this, token))
     {
-        CQVString const copy(token, count);
+        CQVString const copy(token, static_cast<int>(count));
         AddToken(copy);
         return;
     }
-    AppendChar(m_delimiter);
-    try
-    {
-        Append(token, count);
-    }
-    catch (...)
-    {
-        Truncate(oldLength);
-        throw;
-    }
+    // Room first, doubled so that a list grows in linear time: then nothing can fail half-way.
+    auto const oldLength = static_cast<std::size_t>(GetLength());
+    if (count >= kMaxLength - oldLength)
+        throw std::bad_alloc();
+    std::size_t const newLength = oldLength + 1 + count;
+    auto const room = static_cast<std::size_t>(GetAllocLength());
+    wchar_t * const text =
+        GetBuffer(static_cast<int>(newLength <= room ? newLength : std::min(2 * newLength, kMaxLength)));
+    text[oldLength] = m_delimiter;
+    std::memcpy(text + oldLength + 1, token, count * sizeof(wchar_t));
+    ReleaseBuffer(static_cast<int>(newLength));
 }
 
 void CDelimitedString::AddToken(wchar_t token) { AddToken(&token, 1); }
@@ -109,72 +113,26 @@ bool CDelimitedString::AddToken(wchar_t const * token, unsigned long length, Sor
     Span const added{token, token + Measured(token, length)};
     if (added.IsEmpty())
         return false;
-    unsigned long index = 0;
+    text::ListWriter result(RoomFor(*this, added), m_delimiter);
+    bool isIn = false;
     TokenWalk walk = Tokens(*this);
-    for (Span present; walk.Next(present); ++index)
+    for (Span present; walk.Next(present);)
     {
-        int const order = text::Compare(added, present, traits.caseSensitive);
-        if (order == 0 && !traits.allowDuplicates)
-            return false;
-        if (order == 0 || (order < 0) == traits.ascending)
-            break;
+        if (!isIn)
+        {
+            int const order = text::Compare(added, present, traits.caseSensitive);
+            if (order == 0 && !traits.allowDuplicates)
+                return false;
+            isIn = order == 0 || (order < 0) == traits.ascending;
+            if (isIn)
+                result.AddOther(added);
+        }
+        result.Add(present);
     }
-    return InsertTokenAt(index, token, static_cast<unsigned long>(added.Length()));
-}
-
-bool CDelimitedString::GetNextToken(wchar_t const *& cursor, wchar_t const *& token, unsigned long & length,
-                                    wchar_t delimiter, bool skipEmpty)
-{
-    while (cursor != nullptr && *cursor != L'\0')
-    {
-        wchar_t const * stop = cursor;
-        while (*stop != L'\0' && *stop != delimiter)
-            ++stop;
-        Span const found = text::Trimmed({cursor, stop}, delimiter);
-        cursor = *stop != L'\0' ? stop + 1 : stop;
-        if (skipEmpty && found.IsEmpty())
-            continue;
-        token = found.begin;
-        length = static_cast<unsigned long>(found.Length());
-        return true;
-    }
-    return false;
-}
-
-bool CDelimitedString::GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length,
-                                    bool skipEmpty) const
-{
-    auto index = reinterpret_cast<UINT_PTR>(position);
-    position = nullptr;
-    if (index == 0)
-        return false;
-    if (index == kNone || index == ~UINT_PTR{0})
-        index = 0;
-    auto const size = static_cast<UINT_PTR>(GetLength());
-    if (index >= size)
-        return false;
-    wchar_t const * const begin = GetString();
-    wchar_t const * const end = begin + size;
-    wchar_t const * at = begin + index;
-    while (at != end && *at != L'\0')
-    {
-        wchar_t const * const stop = text::FindEither(at, end, m_delimiter, L'\0');
-        Span const found = text::Trimmed({at, stop}, m_delimiter);
-        at = *stop != L'\0' ? stop + 1 : stop; // the end of the text reads as a NUL
-        if (skipEmpty && found.IsEmpty())
-            continue;
-        token = found.begin;
-        length = static_cast<unsigned long>(found.Length());
-        if (*at != L'\0')
-            position = reinterpret_cast<POSITION>(static_cast<UINT_PTR>(at - begin));
-        return true;
-    }
-    return false;
-}
-
-bool CDelimitedString::GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length) const
-{
-    return GetNextToken(position, token, length, true);
+    if (!isIn)
+        result.AddOther(added);
+    CQVString::operator=(result.Take());
+    return true;
 }
 
 wchar_t const * CDelimitedString::GetNextToken(POSITION & position, unsigned long & length, bool skipEmpty) const
@@ -256,35 +214,20 @@ bool CDelimitedString::InsertTokenAt(unsigned long index, CQVString const & toke
 bool CDelimitedString::InsertTokenAt(unsigned long index, wchar_t const * token, unsigned long length)
 {
     Span const added{token, token + Measured(token, length)};
-    auto const room = static_cast<std::size_t>(GetLength()) + added.Length() + 2;
-    CQVString result;
-    wchar_t * const start = result.GetBuffer(static_cast<int>(room));
-    wchar_t * out = start;
-    auto const append = [&](Span span)
-    {
-        if (span.IsEmpty())
-            return;
-        if (out != start)
-            *out++ = m_delimiter;
-        out = Copy(out, span);
-    };
+    text::ListWriter result(RoomFor(*this, added), m_delimiter);
     unsigned long count = 0;
     TokenWalk walk = Tokens(*this);
     for (Span present; walk.Next(present); ++count)
     {
         if (count == index)
-            append(added);
-        append(present);
+            result.AddOther(added);
+        result.Add(present);
     }
     if (count < index)
-    {
-        result.ReleaseBuffer(0);
         return false;
-    }
     if (count == index)
-        append(added);
-    result.ReleaseBuffer(static_cast<int>(out - start));
-    CQVString::operator=(std::move(result));
+        result.AddOther(added);
+    CQVString::operator=(result.Take());
     return true;
 }
 
@@ -379,9 +322,10 @@ bool CDelimitedString::Trimmed() const
         return true;
     if (IsWhiteSpace(*begin) || *begin == m_delimiter || IsWhiteSpace(end[-1]) || end[-1] == m_delimiter)
         return false;
-    for (wchar_t const * at = begin;; ++at)
+    text::DelimiterScan scan(begin, static_cast<std::size_t>(GetLength()), m_delimiter, m_delimiter);
+    for (;;)
     {
-        at = text::FindEither(at, end, m_delimiter, m_delimiter);
+        wchar_t const * const at = scan.Next();
         if (at == end)
             return true;
         if (IsWhiteSpace(at[-1]) || IsWhiteSpace(at[1]))

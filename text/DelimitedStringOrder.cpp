@@ -2,6 +2,7 @@
 
 #include "qvlib/DelimitedString.h"
 
+#include "text/internal/list_writer.h"
 #include "text/internal/token_scan.h"
 #include "text/internal/token_set.h"
 
@@ -34,18 +35,10 @@ CQVString Join(std::vector<Span> const & tokens, wchar_t delimiter)
     std::size_t room = tokens.size();
     for (Span const & token : tokens)
         room += token.Length();
-    CQVString result;
-    wchar_t * const start = result.GetBuffer(static_cast<int>(room));
-    wchar_t * out = start;
+    text::ListWriter result(room, delimiter);
     for (Span const & token : tokens)
-    {
-        if (out != start)
-            *out++ = delimiter;
-        std::wmemcpy(out, token.begin, token.Length());
-        out += token.Length();
-    }
-    result.ReleaseBuffer(static_cast<int>(out - start));
-    return result;
+        result.Add(token);
+    return result.Take();
 }
 
 /// Whether a sorted list has `a` strictly ahead of `b`.

@@ -91,7 +91,7 @@ unsigned long CDelimitedString::FindTokenPosition(wchar_t const * text, unsigned
     Span const wanted = text::Trimmed({token, token + Measured(token, tokenLength)}, delimiter);
     if (wanted.IsEmpty() || all.IsEmpty())
         return kNone;
-    if (text::FindEither(wanted.begin, wanted.end, delimiter, delimiter) != wanted.end)
+    if (text::Contains(wanted, delimiter))
         return FindPart(all, wanted, delimiter, caseSensitive);
     // A token without the delimiter is found where a field, trimmed, equals it.
     FieldWalk walk(all.begin, all.Length(), delimiter);

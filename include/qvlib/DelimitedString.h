@@ -76,7 +76,10 @@ public:
 
     // Adding. Empty tokens are passed over.
 
-    void AddToken(CQVString const & token);
+    void AddToken(CQVString const & token)
+    {
+        AddToken(token.GetString(), static_cast<unsigned long>(token.GetLength()));
+    }
     void AddToken(wchar_t const * token, unsigned long length);
     void AddToken(wchar_t token);
     CDelimitedString & operator+=(CQVString const & token);
@@ -97,7 +100,10 @@ public:
     static bool GetNextToken(wchar_t const *& cursor, wchar_t const *& token, unsigned long & length, wchar_t delimiter,
                              bool skipEmpty);
     bool GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length, bool skipEmpty) const;
-    bool GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length) const;
+    bool GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length) const
+    {
+        return GetNextToken(position, token, length, true);
+    }
     /// The token's start, or null.
     wchar_t const * GetNextToken(POSITION & position, unsigned long & length, bool skipEmpty) const;
     wchar_t const * GetNextToken(POSITION & position, unsigned long & length) const;
@@ -193,7 +199,89 @@ public:
     static bool IsWhiteSpace(wchar_t c, wchar_t delimiter);
 
 private:
+    /// Printable ASCII, which white space never is: all that most tokens begin and end with.
+    static bool IsPlain(wchar_t c) { return static_cast<unsigned int>(c) - 0x21U < 0x5EU; }
+
     wchar_t m_delimiter = kComma;
 };
+
+// The walk is in the header because a call would take longer than most tokens do.
+
+inline bool CDelimitedString::GetNextToken(wchar_t const *& cursor, wchar_t const *& token, unsigned long & length,
+                                           wchar_t delimiter, bool skipEmpty)
+{
+    wchar_t const * at = cursor;
+    if (at == nullptr)
+        return false;
+    for (;;)
+    {
+        wchar_t const * start = at;
+        auto const ends = [delimiter](wchar_t c) { return c == delimiter || c == L'\0'; };
+        for (;; at += 4) // four at a time: half of the time is spent here
+        {
+            if (ends(at[0]))
+                break;
+            if (ends(at[1]))
+            {
+                at += 1;
+                break;
+            }
+            if (ends(at[2]))
+            {
+                at += 2;
+                break;
+            }
+            if (ends(at[3]))
+            {
+                at += 3;
+                break;
+            }
+        }
+        auto count = static_cast<unsigned long>(at - start);
+        if (*at != L'\0')
+            ++at;
+        else if (count == 0)
+            break;
+        if (count != 0 && !(IsPlain(*start) && IsPlain(start[count - 1])))
+        {
+            wchar_t const * trimmed = start; // the others stay in registers
+            unsigned long left = count;
+            TrimToken(trimmed, left, delimiter);
+            start = trimmed;
+            count = left;
+        }
+        if (count == 0 && skipEmpty)
+            continue;
+        token = start;
+        length = count;
+        cursor = at;
+        return true;
+    }
+    cursor = at;
+    return false;
+}
+
+inline bool CDelimitedString::GetNextToken(POSITION & position, wchar_t const *& token, unsigned long & length,
+                                           bool skipEmpty) const
+{
+    auto index = reinterpret_cast<UINT_PTR>(position);
+    if (index == 0)
+        return false;
+    position = nullptr;
+    auto const size = static_cast<UINT_PTR>(GetLength());
+    if (index >= size)
+    {
+        if (size == 0 || (index != kNone && index != ~UINT_PTR{0}))
+            return false;
+        index = 0;
+    }
+    wchar_t const * const text = GetString();
+    wchar_t const * cursor = text + index;
+    if (!GetNextToken(cursor, token, length, m_delimiter, skipEmpty))
+        return false;
+    if (*cursor != L'\0')
+        position = reinterpret_cast<POSITION>(static_cast<UINT_PTR>(cursor - text));
+    return true;
+}
 
 } // namespace qvlib

@@ -49,6 +49,10 @@ inline bool IsBlank(wchar_t c, wchar_t delimiter)
 
 inline Span Trimmed(Span span, wchar_t delimiter)
 {
+    // Nearly every token of a list begins and ends with printable ASCII.
+    if (span.begin != span.end && static_cast<unsigned int>(*span.begin) - 0x21U < 0x5FU &&
+        static_cast<unsigned int>(span.end[-1]) - 0x21U < 0x5FU)
+        return span;
     while (span.begin != span.end && IsBlank(*span.begin, delimiter))
         ++span.begin;
     while (span.begin != span.end && IsBlank(span.end[-1], delimiter))
@@ -56,52 +60,104 @@ inline Span Trimmed(Span span, wchar_t delimiter)
     return span;
 }
 
-/// The first `a` or `b` in the text, or its end.
-inline wchar_t const * FindEither(wchar_t const * at, wchar_t const * end, wchar_t a, wchar_t b)
+/// Finds every `a` and `b` in a text, one after another. The text is looked at in blocks that do not depend on where
+/// the last one was found, so that finding the next does not wait for it.
+class DelimiterScan
 {
-#if defined(__SSE2__)
-    // Four characters at a time; never beyond the end.
-    static_assert(sizeof(wchar_t) == 4);
-    __m128i const first = _mm_set1_epi32(a);
-    __m128i const second = _mm_set1_epi32(b);
-    for (; end - at >= 4; at += 4)
+public:
+    DelimiterScan(wchar_t const * text, std::size_t length, wchar_t a, wchar_t b)
+        : m_block(text), m_next(text), m_end(text + length), m_a(a), m_b(b)
     {
-        __m128i const chars = _mm_loadu_si128(reinterpret_cast<__m128i const *>(at));
-        __m128i const hits = _mm_or_si128(_mm_cmpeq_epi32(chars, first), _mm_cmpeq_epi32(chars, second));
-        if (int const mask = _mm_movemask_ps(_mm_castsi128_ps(hits)))
-            return at + std::countr_zero(static_cast<unsigned int>(mask));
+    }
+
+    /// The next one, or the end of the text, which is then given for ever.
+    wchar_t const * Next()
+    {
+        while (m_hits == 0)
+        {
+            if (m_next == m_end)
+                return m_end;
+            Load();
+        }
+        wchar_t const * const hit = m_block + std::countr_zero(m_hits);
+        m_hits &= m_hits - 1;
+        return hit;
+    }
+
+private:
+    void Load()
+    {
+        m_block = m_next;
+#if defined(__SSE2__)
+        static_assert(sizeof(wchar_t) == 4);
+        if (m_end - m_block >= 32)
+        {
+            m_hits = Hits(m_block) | Hits(m_block + 16) << 16;
+            m_next += 32;
+            return;
+        }
+        if (m_end - m_block >= 16)
+        {
+            m_hits = Hits(m_block);
+            m_next += 16;
+            return;
+        }
+#endif
+        for (unsigned int bit = 1; m_next != m_end && bit != 1U << 16; ++m_next, bit <<= 1)
+            if (*m_next == m_a || *m_next == m_b)
+                m_hits |= bit;
+    }
+#if defined(__SSE2__)
+    /// A bit for each of sixteen characters.
+    unsigned int Hits(wchar_t const * at) const
+    {
+        __m128i const a = _mm_set1_epi32(m_a);
+        __m128i const b = _mm_set1_epi32(m_b);
+        auto const four = [a, b](wchar_t const * place)
+        {
+            __m128i const chars = _mm_loadu_si128(reinterpret_cast<__m128i const *>(place));
+            return _mm_or_si128(_mm_cmpeq_epi32(chars, a), _mm_cmpeq_epi32(chars, b));
+        };
+        __m128i const low = _mm_packs_epi32(four(at), four(at + 4));
+        __m128i const high = _mm_packs_epi32(four(at + 8), four(at + 12));
+        return static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
     }
 #endif
-    while (at != end && *at != a && *at != b)
-        ++at;
-    return at;
-}
+
+    wchar_t const * m_block;
+    wchar_t const * m_next;
+    wchar_t const * m_end;
+    unsigned int m_hits = 0;
+    wchar_t m_a;
+    wchar_t m_b;
+};
+
+inline bool Contains(Span text, wchar_t c) { return std::wmemchr(text.begin, c, text.Length()) != nullptr; }
 
 /// Walks the non-empty tokens of a text. A NUL ends the text, as it does for every reader of it.
 class TokenWalk
 {
 public:
     TokenWalk(wchar_t const * text, std::size_t length, wchar_t delimiter)
-        : m_at(text), m_end(text + length), m_delimiter(delimiter)
+        : m_scan(text, length, delimiter, L'\0'), m_at(text), m_end(text + length), m_delimiter(delimiter)
     {
     }
 
     bool Next(Span & token)
     {
-        while (m_at != m_end && *m_at != L'\0')
+        while (m_at != nullptr)
         {
-            wchar_t const * const stop = FindEither(m_at, m_end, m_delimiter, L'\0');
+            wchar_t const * const stop = m_scan.Next();
             token = Trimmed({m_at, stop}, m_delimiter);
-            m_at = stop != m_end && *stop != L'\0' ? stop + 1 : stop;
+            m_at = stop != m_end && *stop != L'\0' ? stop + 1 : nullptr;
             if (!token.IsEmpty())
                 return true;
         }
         return false;
     }
-    /// Where the next field begins.
-    wchar_t const * At() const { return m_at; }
 
 private:
+    DelimiterScan m_scan;
     wchar_t const * m_at;
     wchar_t const * m_end;
     wchar_t m_delimiter;
@@ -113,7 +169,7 @@ class FieldWalk
 {
 public:
     FieldWalk(wchar_t const * text, std::size_t length, wchar_t delimiter)
-        : m_at(text), m_end(text + length), m_delimiter(delimiter)
+        : m_scan(text, length, delimiter, delimiter), m_at(text), m_end(text + length)
     {
     }
 
@@ -121,16 +177,16 @@ public:
     {
         if (m_at == nullptr)
             return false;
-        wchar_t const * const stop = FindEither(m_at, m_end, m_delimiter, m_delimiter);
+        wchar_t const * const stop = m_scan.Next();
         field = {m_at, stop};
         m_at = stop != m_end ? stop + 1 : nullptr;
         return true;
     }
 
 private:
+    DelimiterScan m_scan;
     wchar_t const * m_at;
     wchar_t const * m_end;
-    wchar_t m_delimiter;
 };
 
 /// Compares by character, folding ASCII letters unless `caseSensitive`.

@@ -403,6 +403,13 @@ HRESULT XmlTokenizer::Start(std::string_view firstBytes)
         else if ((first == 0xFE && second == 0xFF) || (first == 0 && second != 0))
             m_units = XmlUnits::bigEndian;
     }
+    // The parser would take a NUL among the first two bytes for UTF-16, whatever it is told.
+    if (m_input.IsWideText() && firstBytes.substr(0, 2).find('\0') != std::string_view::npos)
+    {
+        m_faultLine = 1;
+        m_faultColumn = static_cast<std::uint32_t>(firstBytes.find('\0') + 1);
+        return WC_E_XMLCHARACTER;
+    }
     m_parser = XML_ParserCreate_MM(m_input.IsWideText() ? "UTF-8" : nullptr, &kMemory, nullptr);
     if (!m_parser)
         return E_OUTOFMEMORY;

@@ -196,6 +196,9 @@ TEST(XmlParser, TakesEachFormOfInput)
     EXPECT_THROW(XmlParser::Load(L"<a>\xD83D</a>"), ParserException);
     EXPECT_THROW(XmlParser::Load(L"<a>\xDE00\xD83D</a>"), ParserException);
     EXPECT_EQ(Show(*XmlParser::Load(L"\xFEFF<a/>")), L"a-''");
+    // NULs between the characters of wide text are not another encoding.
+    EXPECT_THROW(XmlParser::Load(std::wstring(L"\0<\0a\0/\0>", 8)), ParserException);
+    EXPECT_THROW(XmlParser::Load(std::wstring(L"<\0a\0/\0>\0", 8)), ParserException);
 }
 
 TEST(XmlParser, EveryWayGivesTheSameOutcome)

@@ -2,6 +2,8 @@
 
 #include <cfenv>
 
+#include <unicode/uchar.h>
+
 namespace
 {
 
@@ -88,5 +90,12 @@ int DecimalDigit(int character) noexcept
 }
 
 bool iswdigit(int character) noexcept { return DecimalDigit(character) >= 0; }
+
+bool iswalnum(int character) noexcept
+{
+    if (character < 0x80)
+        return isalpha(character) || static_cast<unsigned>(character - '0') <= 9U;
+    return character < 0x10000 && (u_isalpha(character) || iswdigit(character));
+}
 
 } // namespace qvlib::host

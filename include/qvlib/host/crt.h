@@ -64,6 +64,8 @@ QVLIB_API bool iswspace(int character) noexcept;
 /// Decimal digits of any script in the basic plane; the second gives the digit's value, or -1.
 QVLIB_API bool iswdigit(int character) noexcept;
 QVLIB_API int DecimalDigit(int character) noexcept;
+/// Letters and decimal digits of any script in the basic plane.
+QVLIB_API bool iswalnum(int character) noexcept;
 /// ASCII letters only.
 constexpr wchar_t towlower(wchar_t character) noexcept
 {

@@ -35,6 +35,7 @@
 namespace qvlib
 {
 
+class XmlCommandProcessor;
 class XmlElement;
 
 /// The one failure of the parser. The text is a fixed prefix and, in hexadecimal, the reader's result code (the MX_E_,
@@ -84,6 +85,12 @@ public:
     static std::shared_ptr<XmlElement> Load(wchar_t const * data);
     static std::shared_ptr<XmlElement> Load(std::wstring const & text);
     static std::shared_ptr<XmlElement> Load(CQVString const & text);
+
+    /// Replaces every value and attribute value of the tree that is a command (XmlCommandProcessor.h) by what the
+    /// command returns: the element before its attributes and its children, in order, and the result is not looked at
+    /// again. Children are visited where HasChildren says so. Attributes change in place, for every element that shares
+    /// the map. What a command throws comes through, with what was replaced until then.
+    static void ApplyCommands(XmlElement & element, XmlCommandProcessor const & processor);
 
     /// Sets the reader up and runs ParseDocument. Throws ParserException.
     void Parse();

@@ -150,7 +150,7 @@ LSTATUS Hive::Read(Work const & work)
         if (!m_unchanging)
             return status;
         Stamp now;
-        if ((TakeStamp(now) && now == m_stamp) || std::chrono::steady_clock::now() > m_deadline)
+        if ((TakeStamp(now) && now == m_stamp) || TimeLeft() <= std::chrono::steady_clock::duration::zero())
             return status;
         Close(false); // the file changed meanwhile
     }

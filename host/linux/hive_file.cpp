@@ -167,7 +167,7 @@ LSTATUS Hive::CheckWritable()
 
 LSTATUS Hive::Connect(bool forWriting)
 {
-    m_deadline = std::chrono::steady_clock::now() + kPatience;
+    m_isWaiting = false;
     // Ids hold for one file only. Once that is removed or replaced they name nothing, and a write would be lost.
     // Reads through an open connection go without this look: what they find was true when the file went.
     if (m_pin >= 0 && (m_db == nullptr || m_unchanging || forWriting) && !IsSameFile())
@@ -373,10 +373,18 @@ void Hive::LockForFork()
     Close(true);
 }
 
-int Hive::OnBusy(void * hive, int attempt)
+std::chrono::steady_clock::duration Hive::TimeLeft()
 {
     auto const now = std::chrono::steady_clock::now();
-    auto const left = static_cast<Hive *>(hive)->m_deadline - now;
+    if (!m_isWaiting)
+        m_deadline = now + kPatience;
+    m_isWaiting = true;
+    return m_deadline - now;
+}
+
+int Hive::OnBusy(void * hive, int attempt)
+{
+    auto const left = static_cast<Hive *>(hive)->TimeLeft();
     if (left <= left.zero())
         return 0;
     // Short at first, since most transactions last microseconds.

@@ -80,21 +80,13 @@ struct Path
     }
 };
 
-/// The name of a value, folded and as written.
-struct ValueName
+/// The name of a value as it is looked for.
+LSTATUS Fold(wchar_t const * name, std::string & folded)
 {
-    std::string name;
-    std::string folded;
-
-    LSTATUS Set(wchar_t const * text)
-    {
-        std::wstring_view const all = text != nullptr ? text : L"";
-        if (all.size() > kMaxValueName || !qvlib::host::AppendName(name, all) ||
-            !qvlib::host::AppendFolded(folded, all))
-            return ERROR_INVALID_PARAMETER;
-        return ERROR_SUCCESS;
-    }
-};
+    std::wstring_view const all = name != nullptr ? name : L"";
+    return all.size() <= kMaxValueName && qvlib::host::AppendFolded(folded, all) ? ERROR_SUCCESS
+                                                                                 : ERROR_INVALID_PARAMETER;
+}
 
 REGSAM Specific(REGSAM access)
 {
@@ -375,15 +367,15 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD * reserved, DWORD * type,
                 return ERROR_INVALID_HANDLE;
             if ((opened->access & KEY_QUERY_VALUE) == 0)
                 return ERROR_ACCESS_DENIED;
-            ValueName value;
-            if (LSTATUS const status = value.Set(name))
+            std::string folded;
+            if (LSTATUS const status = Fold(name, folded))
                 return status;
             if (!opened->IsLayered())
-                return opened->upper.hive->GetValue(opened->upper.id, value.folded, type, data, size);
+                return opened->upper.hive->GetValue(opened->upper.id, folded, type, data, size);
             LSTATUS status = ERROR_FILE_NOT_FOUND;
             for (Layer const * const layer : LayersOf(*opened))
             {
-                status = layer->hive->GetValue(layer->id, value.folded, type, data, size);
+                status = layer->hive->GetValue(layer->id, folded, type, data, size);
                 if (!IsGone(status))
                     break;
             }
@@ -403,12 +395,14 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, BYTE 
                 return ERROR_INVALID_HANDLE;
             if ((opened->access & KEY_SET_VALUE) == 0)
                 return ERROR_ACCESS_DENIED;
-            ValueName value;
-            if (LSTATUS const status = value.Set(name))
+            std::string folded;
+            if (LSTATUS const status = Fold(name, folded))
                 return status;
+            std::string written;
+            qvlib::host::AppendName(written, name != nullptr ? name : L"");
             if (LSTATUS const status = NeedUpper(*opened))
                 return status;
-            return opened->upper.hive->SetValue(opened->upper.id, value.folded, value.name, type, data, size);
+            return opened->upper.hive->SetValue(opened->upper.id, folded, written, type, data, size);
         });
 }
 
@@ -465,15 +459,15 @@ LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name)
                 return ERROR_INVALID_HANDLE;
             if ((opened->access & KEY_SET_VALUE) == 0)
                 return ERROR_ACCESS_DENIED;
-            ValueName value;
-            if (LSTATUS const status = value.Set(name))
+            std::string folded;
+            if (LSTATUS const status = Fold(name, folded))
                 return status;
             if (!opened->IsLayered())
-                return opened->upper.hive->DeleteValue(opened->upper.id, value.folded);
+                return opened->upper.hive->DeleteValue(opened->upper.id, folded);
             LSTATUS status = ERROR_FILE_NOT_FOUND;
             for (Layer const * const layer : LayersOf(*opened))
             {
-                status = layer->hive->DeleteValue(layer->id, value.folded);
+                status = layer->hive->DeleteValue(layer->id, folded);
                 if (!IsGone(status))
                     break;
             }

@@ -3,9 +3,9 @@
 //
 // What differs from what a reader expects:
 //
-// - There is no quoting: a token that holds the delimiter is two tokens when read. White space around a token is not
-// part
-//   of it, but the delimiter never counts as white space, so a blank or a tab can serve as one.
+// - There is no quoting: a token that holds the delimiter is two tokens when read.
+// - White space around a token is not part of it; the delimiter never counts as white space, so that a blank or a tab
+//   can serve as one.
 // - Most operations see the non-empty tokens only; a field of nothing but white space is empty. A delimiter at the very
 //   end opens no field.
 // - operator=(CQVString const &) sets the delimiter back to a comma; operator+= adds a token.

@@ -4,11 +4,10 @@
 // empty token, for which the moves return false just as at the end: only eof() tells the two apart.
 //
 //     qvlib::CSimpleTokenizer tokens(L"1 and 2 and 3");
-//     wchar_t const * token;
-//     unsigned long length;
-//     for (bool found = tokens.GetFirstToken(L" and ", token, length); found; found = tokens.GetNextToken(L" and ",
-//     token, length))
-//         ...
+//     for (bool found = tokens.MoveFirstToken(L" and "); found; found = tokens.MoveNextToken(L" and "))
+//     {
+//         qvlib::CQVString number = tokens.GetCurToken(); // "1", "2", "3"
+//     }
 //
 // After SetString() or construction a first-token call comes first; until then MoveNextToken() finds nothing and eof()
 // is true.

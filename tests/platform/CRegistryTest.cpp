@@ -80,7 +80,8 @@ TEST_F(CRegistryTest, HandlesAndCopies)
         CRegistry copy(borrowed);
         EXPECT_NE(copy.OpenKey(), key) << "a handle of its own";
         EXPECT_TRUE(copy.SetValue(L"x", 5));
-        copy = copy;
+        CRegistry const & same = copy;
+        copy = same;
         EXPECT_EQ(copy.GetInteger(L"x", 0), 5);
     }
     DWORD size = 0;

@@ -183,6 +183,7 @@ private:
     LSTATUS FindLocked(KeyId base, std::string const & folded, KeyId & id);
     LSTATUS ExistsLocked(KeyId id);
     void ForgetPosition() { m_position.id = kAbsent; }
+    std::chrono::steady_clock::duration TimeLeft();
     static int OnBusy(void * hive, int attempt);
     static char const * Sql(Query query);
 
@@ -199,6 +200,8 @@ private:
     /// from every other file for good.
     int m_pin = -1;
     Stamp m_stamp;
+    // The operation's patience counts from its first wait.
+    bool m_isWaiting = false;
     std::chrono::steady_clock::time_point m_deadline;
     std::unordered_map<std::string, KeyId> m_paths;
     std::string m_scratch;

@@ -4,8 +4,8 @@
 //
 // - The current user's hive is the file user.hive in $XDG_CONFIG_HOME/qvlib (or ~/.config/qvlib), the machine's is
 //   /etc/qvlib/machine.hive. When QVLIB_REGISTRY is set, both lie in the folder that it names. The environment is
-//   looked at whenever a predefined key is used; handles that are already open stay with the hive they were opened in.
-//   A hive that does not exist reads as empty and is made by the first write.
+//   looked at whenever a predefined key is used, so no thread may change it meanwhile; handles that are already open
+//   stay with the hive they were opened in. A hive that does not exist reads as empty and is made by the first write.
 // - A hive is an SQLite database in WAL mode, synchronous NORMAL. A write is in the file before the call returns, so
 //   it outlives the process whatever way that ends, SIGKILL included. (Power loss may take the last writes, never the
 //   database: that would cost a disk flush a write.) Any number of processes and threads may work at once.
@@ -15,11 +15,10 @@
 //   writing gives ERROR_ACCESS_DENIED. A hive that another program keeps locked gives ERROR_BUSY after about two
 //   seconds. A file that is not a hive, or is damaged, gives ERROR_BADDB and is left as it is.
 // - Value data are the platform's bytes: text is UTF-16LE with its terminator, and sizes count bytes of it. Names of
-// keys
-//   and values are compared without regard to case (simple Unicode folding) and keep the case they were created with.
-// - RegOpenKeyW and RegOpenKeyExW without a sub-key give a second handle to the same key, to be closed on its own; for
-// a
-//   predefined key they give that key itself.
+//   keys and values are compared without regard to case (simple Unicode folding) and keep the case that they were
+//   created with.
+// - RegOpenKeyW and RegOpenKeyExW without a sub-key give a second handle to the same key, to be closed on its own;
+//   for a predefined key they give that key itself.
 // - Classes of keys, security and times of writing are not kept; volatile keys are refused.
 //
 // A key has at most 255 characters a name and lies at most 512 levels deep; a value name has at most 16383 characters.

@@ -113,6 +113,7 @@ struct XmlTokenizer::Handlers
         ++t.m_calls;
         if (t.m_stopped != S_OK)
             return;
+        std::size_t const nodes = t.m_nodes.size();
         try
         {
             work(t);
@@ -120,6 +121,12 @@ struct XmlTokenizer::Handlers
         catch (std::exception const &)
         {
             t.Stop(E_OUTOFMEMORY);
+        }
+        // A node that turned out bad is not one.
+        if (t.m_stopped != S_OK && t.m_nodes.size() > nodes)
+        {
+            t.m_nodes.resize(nodes);
+            t.m_open = false;
         }
     }
 

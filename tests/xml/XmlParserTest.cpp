@@ -243,6 +243,17 @@ TEST(XmlParser, CutOrChangedInputNeverDoesMoreThanFail)
     }
 }
 
+TEST(XmlParser, AFaultyStartTagIsNoNode)
+{
+    // The text in front makes a leaf of the root, whose walk would end at a sound start tag.
+    for (char const * const text :
+         {"<a>x<p:b/></a>", "<a>x<b xmlns:xmlns='u'/></a>", "<a>x<?p:q?><b/></a>", "<a>x<b:/></a>"})
+    {
+        EXPECT_NE(Loaded(text).failure, "") << text;
+        EXPECT_EQ(Walked(text, 1), Loaded(text)) << text;
+    }
+}
+
 TEST(XmlParser, NestsTo256Elements)
 {
     auto const nested = [](std::size_t depth)

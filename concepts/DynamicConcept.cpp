@@ -1,5 +1,6 @@
 #include "qvlib/DynamicConcept.h"
 
+#include "concepts/internal/key_index.h"
 #include "qvlib/Exceptions.h"
 #include "qvlib/TextFunctions.h"
 
@@ -12,7 +13,7 @@ namespace
 {
 
 // The room that a record takes at its first item: with a shape as far as that has so many fields, and without one.
-constexpr std::size_t kFirstRoom = 16;
+constexpr std::size_t kFirstRoom = 32;
 constexpr std::size_t kFirstRoomWithoutShape = 4;
 
 } // namespace
@@ -92,6 +93,19 @@ bool CTLDynamicConcept::Defines(NameOrIdView key) const noexcept
     return m_metadata == nullptr || m_metadata->HasField(key);
 }
 
+// The metadata's look-up, with the common case in line.
+inline CTLDynamicConceptMetadata::FieldPtr const * CTLDynamicConcept::FindField(NameOrIdView key) const noexcept
+{
+    if (key.IsId())
+        if (auto const * const index = static_cast<internal::KeyIndex const *>(m_metadata->m_byKey.Current()))
+            if (key.Id() < index->direct.size())
+            {
+                std::uint32_t const at = index->direct[key.Id()];
+                return at != internal::kNoPosition ? &m_metadata->m_fields[at] : nullptr;
+            }
+    return m_metadata->FindFieldPosition(key);
+}
+
 NameOrIdView CTLDynamicConcept::Normal(NameOrIdView key) const noexcept
 {
     if (key.IsId() || m_metadata == nullptr)
@@ -122,7 +136,6 @@ std::size_t CTLDynamicConcept::LowerBound(NameOrIdView key) const noexcept
             high = distance;
         }
     }
-    // Items often come in key order.
     if (high == m_items.size() && key.IsAfter(m_items.back().first))
         return high;
     while (low < high)
@@ -149,7 +162,7 @@ CTLDynamicConcept::Item const * CTLDynamicConcept::FindItem(NameOrIdView key) co
     return at < m_items.size() && key.Equals(m_items[at].first) ? &m_items[at] : nullptr;
 }
 
-CGenericVal const * CTLDynamicConcept::Find(NameOrIdView key) const noexcept
+CGenericVal const * CTLDynamicConcept::FindSlow(NameOrIdView key) const noexcept
 {
     if (m_items.empty())
         return nullptr;
@@ -161,6 +174,15 @@ CGenericVal const * CTLDynamicConcept::Find(NameOrIdView key) const noexcept
 template <class Value>
 void CTLDynamicConcept::Store(NameOrIdView key, Value && value)
 {
+    // Items often come in key order.
+    if (!m_items.empty() && m_items.size() < m_items.capacity() && key.IsAfter(m_items.back().first))
+    {
+        if (key.IsId())
+            m_items.emplace_back(key.Id(), std::forward<Value>(value));
+        else
+            m_items.emplace_back(std::wstring(key.Name()), std::forward<Value>(value));
+        return;
+    }
     std::size_t const at = LowerBound(key);
     if (at < m_items.size() && key.Equals(m_items[at].first))
     {
@@ -173,16 +195,11 @@ void CTLDynamicConcept::Store(NameOrIdView key, Value && value)
         m_items[at].second = std::forward<Value>(value);
         return;
     }
+    Item item(key.ToKey(), std::forward<Value>(value));
     if (m_items.capacity() == 0)
         m_items.reserve(m_metadata != nullptr ? std::min(m_metadata->GetFields().size(), kFirstRoom)
                                               : kFirstRoomWithoutShape);
-    if (at == m_items.size() && m_items.size() < m_items.capacity())
-        m_items.emplace_back(key.ToKey(), std::forward<Value>(value));
-    else
-    {
-        Item item(key.ToKey(), std::forward<Value>(value));
-        m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(at), std::move(item));
-    }
+    m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(at), std::move(item));
 }
 
 template <class Value>
@@ -220,13 +237,20 @@ bool CTLDynamicConcept::SetChecked(NameOrIdView key, Value && value)
         Store(key, std::forward<Value>(value));
         return true;
     }
-    CTLDynamicConceptMetadata::FieldPtr const * const field = m_metadata->FindFieldPosition(key);
+    CTLDynamicConceptMetadata::FieldPtr const * const field = FindField(key);
     if (field == nullptr)
         return false;
     if (key.IsName() && (*field)->HasId())
         key = NameOrIdView((*field)->GetId());
     if (*field != m_metadata->m_selector)
+    {
+        if (!(*field)->HasTypeMetadata() && !value.GetType().IsString())
+        {
+            Store(key, std::forward<Value>(value));
+            return true;
+        }
         return SetInField(**field, false, key, std::forward<Value>(value));
+    }
     // The selector starts a new record, before the value is looked at and also with the value that it has: kept on
     // purpose, callers depend on it.
     NameOrId const ownKey = key.ToKey();

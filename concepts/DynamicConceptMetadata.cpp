@@ -1,6 +1,6 @@
 #include "qvlib/DynamicConceptMetadata.h"
 
-#include "concepts/internal/first_match_table.h"
+#include "concepts/internal/key_index.h"
 #include "qvlib/DynamicEnumMetadata.h"
 #include "qvlib/Exceptions.h"
 #include "qvlib/TextFunctions.h"
@@ -15,16 +15,9 @@ namespace
 {
 
 using internal::FirstMatchTable;
+using internal::KeyIndex;
 using internal::kNoPosition;
 using internal::kWalkLimit;
-
-// Two tables side by side: fields by id and by name.
-struct KeyIndex final : detail::IndexBase
-{
-    explicit KeyIndex(std::size_t expected) : byId(expected), byName(expected) {}
-    FirstMatchTable byId;
-    FirstMatchTable byName;
-};
 
 // From a type's text to the chain of the fields that have it, in declared order.
 struct TypeIndex final : detail::IndexBase
@@ -117,12 +110,13 @@ CTLDynamicConceptMetadata::FindFieldPosition(NameOrIdView key) const noexcept
                     made->byId.Add(FirstMatchTable::Tag(field.m_id), i, kAny);
                     made->byName.Add(made->byName.Tag(field.m_name), i, sameNameAs(field.m_name));
                 }
+                made->MakeDirect(m_fields.size());
                 return made;
             });
         if (index != nullptr)
         {
             std::uint32_t const at = key.IsId()
-                                         ? index->byId.FindNumber(FirstMatchTable::Tag(key.Id()))
+                                         ? index->FindId(key.Id())
                                          : index->byName.Find(index->byName.Tag(key.Name()), sameNameAs(key.Name()));
             return at != kNoPosition ? &m_fields[at] : nullptr;
         }
@@ -172,6 +166,8 @@ CTLDynamicConceptMetadata::GetSelectorTypeMetadata() const noexcept
     return m_selector != nullptr ? m_selector->m_typeMetadata : s_none;
 }
 
+bool CTLDynamicConceptMetadata::HasField(NameOrIdView key) const noexcept { return FindFieldPosition(key) != nullptr; }
+
 bool CTLDynamicConceptMetadata::IsRequiredField(NameOrIdView field, std::wstring const & option) const noexcept
 {
     return IsRequired(field, option);
@@ -220,11 +216,12 @@ bool CTLDynamicConceptMetadata::IsRequired(NameOrIdView key, std::wstring_view o
                     else
                         made->byName.Add(made->byName.Tag(field.m_name), i, sameNameAs(field.m_name));
                 }
+                made->MakeDirect(fields.size());
                 return made;
             });
         if (index != nullptr)
             return (key.IsId()
-                        ? index->byId.FindNumber(FirstMatchTable::Tag(key.Id()))
+                        ? index->FindId(key.Id())
                         : index->byName.Find(index->byName.Tag(key.Name()), sameNameAs(key.Name()))) != kNoPosition;
     }
     return std::any_of(fields.begin(), fields.end(),

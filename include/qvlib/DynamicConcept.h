@@ -202,18 +202,32 @@ private:
     [[noreturn]] static void ThrowUnexpected();
 
     NameOrIdView Normal(NameOrIdView key) const noexcept;
-    std::size_t LowerBound(NameOrIdView key) const noexcept;
-    CGenericVal const * Find(NameOrIdView key) const noexcept;
+    QVLIB_LOCAL std::size_t LowerBound(NameOrIdView key) const noexcept;
+    // The value under a key in any form.
+    CGenericVal const * Find(NameOrIdView key) const noexcept
+    {
+        // Ids ascend without repeats: in a record whose fields are numbered through, an id stands as far from the first
+        // item as it differs from the first id.
+        if (key.IsId() && !m_items.empty() && m_items.front().first.IsId())
+        {
+            std::size_t const distance = key.Id() - NameOrIdView(m_items.front().first).Id();
+            if (distance < m_items.size() && key.Equals(m_items[distance].first))
+                return &m_items[distance].second;
+        }
+        return FindSlow(key);
+    }
+    CGenericVal const * FindSlow(NameOrIdView key) const noexcept;
     template <class Value>
-    bool SetChecked(NameOrIdView key, Value && value);
+    QVLIB_LOCAL bool SetChecked(NameOrIdView key, Value && value);
+    QVLIB_LOCAL CTLDynamicConceptMetadata::FieldPtr const * FindField(NameOrIdView key) const noexcept;
     template <class Value>
-    bool SetInField(CTLFieldDefinition const & field, bool isSelector, NameOrIdView key, Value && value);
+    QVLIB_LOCAL bool SetInField(CTLFieldDefinition const & field, bool isSelector, NameOrIdView key, Value && value);
     template <class Value>
-    void Store(NameOrIdView key, Value && value);
-    void StoreField(CArchive & archive, Item const & item) const;
-    void LoadField(CArchive & archive);
-    void StoreInRegistry(CRegistry & registry) const;
-    void LoadFromRegistry(CRegistry & registry);
+    QVLIB_LOCAL void Store(NameOrIdView key, Value && value);
+    QVLIB_LOCAL void StoreField(CArchive & archive, Item const & item) const;
+    QVLIB_LOCAL void LoadField(CArchive & archive);
+    QVLIB_LOCAL void StoreInRegistry(CRegistry & registry) const;
+    QVLIB_LOCAL void LoadFromRegistry(CRegistry & registry);
 
     MetadataPtr m_metadata;
     CTLDynamicEnum m_selectorEnum;

@@ -66,7 +66,7 @@ public:
     FieldPtr FindField(NameOrIdView key) const noexcept;
     /// As FindField, but unexpected_error when there is none.
     FieldPtr GetField(NameOrIdView key) const;
-    bool HasField(NameOrIdView key) const noexcept { return FindFieldPosition(key) != nullptr; }
+    bool HasField(NameOrIdView key) const noexcept;
     /// The field's id; unexpected_error when there is no such field or it has no id.
     unsigned int IdOfName(NameOrIdView key) const;
     /// The field's name; unexpected_error when there is no such field or it has no name.
@@ -122,14 +122,15 @@ private:
     };
     using Relations = std::map<std::wstring, std::shared_ptr<Relation>, std::less<>>;
 
-    static bool Equal(Relations const & a, Relations const & b);
-    static std::shared_ptr<Fields const> FieldsOf(Relations const & relations, std::wstring_view option) noexcept;
-    bool IsRequired(NameOrIdView field, std::wstring_view option) const noexcept;
+    QVLIB_LOCAL static bool Equal(Relations const & a, Relations const & b);
+    QVLIB_LOCAL static std::shared_ptr<Fields const> FieldsOf(Relations const & relations,
+                                                              std::wstring_view option) noexcept;
+    QVLIB_LOCAL bool IsRequired(NameOrIdView field, std::wstring_view option) const noexcept;
 
-    void AppendField(FieldPtr && field);
-    void AddRelations(Relations & relations, std::wstring const & option, wchar_t const * names);
+    QVLIB_LOCAL void AppendField(FieldPtr && field);
+    QVLIB_LOCAL void AddRelations(Relations & relations, std::wstring const & option, wchar_t const * names);
     // Where the field stands in the list; null when there is none.
-    FieldPtr const * FindFieldPosition(NameOrIdView key) const noexcept;
+    QVLIB_LOCAL FieldPtr const * FindFieldPosition(NameOrIdView key) const noexcept;
 
     std::wstring m_name;
     Fields m_fields;

@@ -90,7 +90,7 @@ public:
     void Serialize(CArchive & archive);
 
 private:
-    CTLEnumValueDefinition const & Definition() const;
+    QVLIB_LOCAL CTLEnumValueDefinition const & Definition() const;
 
     MetadataPtr m_metadata;
     mutable ValuePtr m_value; // GetDefinition puts the default here

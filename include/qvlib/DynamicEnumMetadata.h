@@ -151,14 +151,14 @@ private:
     friend class CTLDynamicEnum;
 
     // Where the value stands in the list; null when there is none.
-    ValuePtr const * FindNamePosition(std::wstring_view name) const noexcept;
-    ValuePtr const * FindDisplayPosition(std::wstring_view display) const noexcept;
-    ValuePtr const * FindCodePosition(int code) const noexcept;
-    ValuePtr const * FindValuePosition(NameOrIdView key) const noexcept;
-    ValuePtr const * FindValuePosition(Find find, CGenericVal const & value) const;
-    void Append(ValuePtr && value);
-    void TakeFilterKeys(CTLEnumValueDefinition const & value);
-    CTLEnumValueDefinition const & DefaultOrThrow() const;
+    QVLIB_LOCAL ValuePtr const * FindNamePosition(std::wstring_view name) const noexcept;
+    QVLIB_LOCAL ValuePtr const * FindDisplayPosition(std::wstring_view display) const noexcept;
+    QVLIB_LOCAL ValuePtr const * FindCodePosition(int code) const noexcept;
+    QVLIB_LOCAL ValuePtr const * FindValuePosition(NameOrIdView key) const noexcept;
+    QVLIB_LOCAL ValuePtr const * FindValuePosition(Find find, CGenericVal const & value) const;
+    QVLIB_LOCAL void Append(ValuePtr && value);
+    QVLIB_LOCAL void TakeFilterKeys(CTLEnumValueDefinition const & value);
+    QVLIB_LOCAL CTLEnumValueDefinition const & DefaultOrThrow() const;
 
     std::wstring m_name;
     Values m_values;

@@ -95,8 +95,8 @@ private:
         mutable std::atomic<std::int32_t> m_tag{kTypeNotParsed};
     };
 
-    VarType ParsedTypeOfText() const;
-    void BindTypeMetadata(std::shared_ptr<CTLDynamicEnumMetadata const> const & metadata) const noexcept;
+    QVLIB_LOCAL VarType ParsedTypeOfText() const;
+    QVLIB_LOCAL void BindTypeMetadata(std::shared_ptr<CTLDynamicEnumMetadata const> const & metadata) const noexcept;
 
     std::wstring m_name;
     std::wstring m_type;

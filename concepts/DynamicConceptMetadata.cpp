@@ -81,45 +81,51 @@ void CTLDynamicConceptMetadata::AppendField(FieldPtr && field)
     m_fields.push_back(std::move(field));
 }
 
+// The index of the fields; null for a list that is walked, and when memory runs out.
+internal::KeyIndex const * CTLDynamicConceptMetadata::FieldIndex() const noexcept
+{
+    if (m_fields.size() <= kWalkLimit)
+        return nullptr;
+    auto const sameNameAs = [this](std::wstring_view name)
+    { return [this, name](std::uint32_t at) { return m_fields[at]->m_name == name; }; };
+    return m_byKey.Get<KeyIndex>(
+        [&](KeyIndex const & old)
+        {
+            for (std::uint32_t i = 0; i < m_fields.size(); ++i)
+            {
+                CTLFieldDefinition const & field = *m_fields[i];
+                if (old.byId.FindNumber(FirstMatchTable::Tag(field.m_id)) > i ||
+                    old.byName.Find(old.byName.Tag(field.m_name), sameNameAs(field.m_name)) > i ||
+                    !old.IsKeptName(i, field.m_name))
+                    return false;
+            }
+            return old.byId.All([&](std::uint32_t id, std::uint32_t at) { return m_fields[at]->m_id == id; });
+        },
+        [&]
+        {
+            auto made = std::make_unique<KeyIndex>(m_fields.size());
+            for (std::uint32_t i = 0; i < m_fields.size(); ++i)
+            {
+                CTLFieldDefinition const & field = *m_fields[i];
+                field.m_mark.Indexed();
+                made->byId.Add(FirstMatchTable::Tag(field.m_id), i, kAny);
+                made->byName.Add(made->byName.Tag(field.m_name), i, sameNameAs(field.m_name));
+            }
+            made->MakeDirect(m_fields.size());
+            made->KeepNames(m_fields,
+                            [](CTLFieldDefinition const & field) -> std::wstring const & { return field.m_name; });
+            return made;
+        });
+}
+
 CTLDynamicConceptMetadata::FieldPtr const *
 CTLDynamicConceptMetadata::FindFieldPosition(NameOrIdView key) const noexcept
 {
-    if (m_fields.size() > kWalkLimit)
+    if (KeyIndex const * const index = FieldIndex())
     {
-        auto const sameNameAs = [this](std::wstring_view name)
-        { return [this, name](std::uint32_t at) { return m_fields[at]->m_name == name; }; };
-        auto const * const index = m_byKey.Get<KeyIndex>(
-            [&](KeyIndex const & old)
-            {
-                for (std::uint32_t i = 0; i < m_fields.size(); ++i)
-                {
-                    CTLFieldDefinition const & field = *m_fields[i];
-                    if (old.byId.FindNumber(FirstMatchTable::Tag(field.m_id)) > i ||
-                        old.byName.Find(old.byName.Tag(field.m_name), sameNameAs(field.m_name)) > i)
-                        return false;
-                }
-                return old.byId.All([&](std::uint32_t id, std::uint32_t at) { return m_fields[at]->m_id == id; });
-            },
-            [&]
-            {
-                auto made = std::make_unique<KeyIndex>(m_fields.size());
-                for (std::uint32_t i = 0; i < m_fields.size(); ++i)
-                {
-                    CTLFieldDefinition const & field = *m_fields[i];
-                    field.m_mark.Indexed();
-                    made->byId.Add(FirstMatchTable::Tag(field.m_id), i, kAny);
-                    made->byName.Add(made->byName.Tag(field.m_name), i, sameNameAs(field.m_name));
-                }
-                made->MakeDirect(m_fields.size());
-                return made;
-            });
-        if (index != nullptr)
-        {
-            std::uint32_t const at = key.IsId()
-                                         ? index->FindId(key.Id())
-                                         : index->byName.Find(index->byName.Tag(key.Name()), sameNameAs(key.Name()));
-            return at != kNoPosition ? &m_fields[at] : nullptr;
-        }
+        std::uint32_t const at =
+            key.IsId() ? index->FindId(key.Id()) : index->FindKeptName(index->byName.Tag(key.Name()), key.Name());
+        return at != kNoPosition ? &m_fields[at] : nullptr;
     }
     // The first match in declared order. Id 0 finds the first field that has no id: kept on purpose, callers depend on
     // it.

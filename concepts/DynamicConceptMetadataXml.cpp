@@ -1,10 +1,14 @@
 // The XML form of concepts: <DynamicConcept Name=""><Fields><Field .../></Fields><Selector Field=""><Option Value="">
 // <RequiredFields>a,b</RequiredFields>..., and the common <RequiredFields><Field>a</Field>...
+#include "concepts/internal/key_index.h"
 #include "concepts/internal/xml_attributes.h"
 #include "qvlib/DelimitedString.h"
 #include "qvlib/DynamicConceptMetadata.h"
 #include "qvlib/Exceptions.h"
 #include "qvlib/host/crt.h"
+
+#include <algorithm>
+#include <cwchar>
 
 namespace qvlib
 {
@@ -25,6 +29,29 @@ bool IsNumber(std::wstring const & text, unsigned int & number)
     long const value = host::wcstol(text.c_str(), &end, 10);
     number = static_cast<unsigned int>(value);
     return end == text.c_str() + text.size();
+}
+
+// The next non-empty name of a list, as CDelimitedString gives it, cut off its front; empty at the end.
+std::wstring_view NextName(std::wstring_view & rest)
+{
+    while (!rest.empty())
+    {
+        std::size_t const comma = std::min(rest.find(L','), rest.size());
+        wchar_t const * token = rest.data();
+        auto length = static_cast<unsigned long>(comma);
+        rest.remove_prefix(std::min(comma + 1, rest.size()));
+        if (std::wmemchr(token, L'\0', length) != nullptr)
+        {
+            length = static_cast<unsigned long>(std::wcslen(token)); // lists end there
+            rest = {};
+        }
+        auto const mayBeBlank = [](wchar_t c) { return c <= L' ' || c > 0x7E; };
+        if (length != 0 && (mayBeBlank(token[0]) || mayBeBlank(token[length - 1])))
+            CDelimitedString::TrimToken(token, length, L',');
+        if (length != 0)
+            return {token, length};
+    }
+    return {};
 }
 
 std::shared_ptr<XmlElement> NewElement(wchar_t const * name, std::wstring && text,
@@ -174,22 +201,61 @@ void CTLDynamicConceptMetadata::ParseSelectorOption(XmlElement const & element)
                            [&](XmlElement const & child)
                            {
                                if (child.Name() == L"RequiredFields")
-                                   AddRelations(m_requiredFields, option, child.Value().c_str());
+                                   AddRelations(m_requiredFields, option, child.Value());
                                else if (child.Name() == L"OptionalFields")
-                                   AddRelations(m_optionalFields, option, child.Value().c_str());
+                                   AddRelations(m_optionalFields, option, child.Value());
                            });
 }
 
-// AddRelation for each name of a list; the option is looked up once.
-void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring const & option, wchar_t const * names)
+// AddRelation for each name of a list. Large documents are lists for the most part, and their names lead all over the
+// fields: so they are taken some at a time, and memory is fetched for all of these at once.
+void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring const & option,
+                                             std::wstring const & list)
 {
-    Fields * fields = nullptr;
-    wchar_t const * token = nullptr;
-    unsigned long length = 0;
-    while (CDelimitedString::GetNextToken(names, token, length, L',', true))
+    constexpr std::size_t kAtATime = 32;
+    struct Name
     {
-        FieldPtr const * const field = FindFieldPosition(NameOrIdView(std::wstring_view(token, length)));
-        if (field == nullptr)
+        std::wstring_view text;
+        std::uint32_t tag;
+    };
+    Name batch[kAtATime];
+    FieldPtr const * found[kAtATime];
+
+    internal::KeyIndex const * const index = FieldIndex();
+    Fields * fields = nullptr;
+    std::wstring_view rest(list);
+    for (std::size_t count = kAtATime; count == kAtATime;)
+    {
+        for (count = 0; count < kAtATime; ++count)
+        {
+            std::wstring_view const token = NextName(rest);
+            if (token.empty())
+                break;
+            Name & name = batch[count];
+            name.text = token;
+            if (index != nullptr)
+            {
+                name.tag = index->byName.Tag(name.text);
+                index->byName.Prefetch(name.tag);
+            }
+        }
+        std::size_t known = 0;
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            FieldPtr const * field = nullptr;
+            if (index != nullptr)
+            {
+                std::uint32_t const at = index->FindKeptName(batch[i].tag, batch[i].text);
+                field = at != internal::kNoPosition ? &m_fields[at] : nullptr;
+            }
+            else
+                field = FindFieldPosition(NameOrIdView(batch[i].text));
+            if (field == nullptr)
+                continue;
+            internal::Prefetch(reinterpret_cast<char const *>(field->get()) - sizeof(void *)); // its count of owners
+            found[known++] = field;
+        }
+        if (known == 0)
             continue;
         if (fields == nullptr)
         {
@@ -198,8 +264,12 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
                 relation = std::make_shared<Relation>();
             relation->keys.Drop();
             fields = &relation->fields;
+            // Room for as many names as the first ones let expect, but no more memory than the text itself takes.
+            if (fields->empty())
+                fields->reserve(known + std::min(rest.size() * count / (list.size() - rest.size()), rest.size() / 4));
         }
-        fields->push_back(*field);
+        for (std::size_t i = 0; i < known; ++i)
+            fields->push_back(*found[i]);
     }
 }
 

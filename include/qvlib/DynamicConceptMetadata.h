@@ -36,6 +36,11 @@
 namespace qvlib
 {
 
+namespace internal
+{
+struct KeyIndex;
+}
+
 class QVLIB_API CTLDynamicConceptMetadata
 {
 public:
@@ -128,7 +133,8 @@ private:
     QVLIB_LOCAL bool IsRequired(NameOrIdView field, std::wstring_view option) const noexcept;
 
     QVLIB_LOCAL void AppendField(FieldPtr && field);
-    QVLIB_LOCAL void AddRelations(Relations & relations, std::wstring const & option, wchar_t const * names);
+    QVLIB_LOCAL void AddRelations(Relations & relations, std::wstring const & option, std::wstring const & list);
+    QVLIB_LOCAL internal::KeyIndex const * FieldIndex() const noexcept;
     // Where the field stands in the list; null when there is none.
     QVLIB_LOCAL FieldPtr const * FindFieldPosition(NameOrIdView key) const noexcept;
 

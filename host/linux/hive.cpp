@@ -241,14 +241,6 @@ LSTATUS Hive::Find(KeyId base, std::string const & folded, KeyId & id)
     return status;
 }
 
-LSTATUS Hive::Exists(KeyId id)
-{
-    if (id == kRoot)
-        return ERROR_SUCCESS;
-    LSTATUS const status = Read([&] { return ExistsLocked(id); });
-    return status == ERROR_FILE_NOT_FOUND ? ERROR_KEY_DELETED : status;
-}
-
 LSTATUS Hive::Create(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew)
 {
     return Write(

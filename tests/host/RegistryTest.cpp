@@ -2,6 +2,7 @@
 
 #include "qvlib/host/modules.h"
 
+#include "support/allocation_sweep.h"
 #include "support/registry_folder.h"
 
 #include <gtest/gtest.h>
@@ -397,19 +398,62 @@ TEST_F(RegistryTest, ForkedProcessesShareTheRegistry)
     KeyCloser key;
     ASSERT_EQ(Create(HKEY_CURRENT_USER, L"k", key.key), ERROR_SUCCESS);
     Set(key, L"before", "1");
-    pid_t const child = ::fork();
-    if (child == 0)
+    // Another thread is in the middle of something whenever a process is split off.
+    std::atomic<bool> stop{false};
+    std::atomic<int> failures{0};
+    std::thread busy(
+        [&]
+        {
+            for (int i = 0; !stop; ++i)
+                if (Set(key, L"parent", std::to_string(i)) != ERROR_SUCCESS || Get(key, L"before") != "1")
+                    ++failures;
+        });
+    for (int round = 0; round < 20; ++round)
     {
-        bool const fine = Get(key, L"before") == "1" && Set(key, L"child", "2") == ERROR_SUCCESS;
-        ::_exit(fine ? 0 : 1);
+        std::wstring const name = L"child" + std::to_wstring(round);
+        pid_t const child = ::fork();
+        if (child == 0)
+        {
+            bool const fine = Get(key, L"before") == "1" && Set(key, name.c_str(), "2") == ERROR_SUCCESS;
+            ::_exit(fine ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(Get(key, name.c_str()), "2");
     }
-    for (int i = 0; i < 50; ++i)
-        EXPECT_EQ(Set(key, L"parent", std::to_string(i)), ERROR_SUCCESS);
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(Get(key, L"child"), "2");
-    EXPECT_EQ(Get(key, L"parent"), "49");
+    stop = true;
+    busy.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_F(RegistryTest, MemoryThatRunsOutIsAStatus)
+{
+    KeyCloser key;
+    ASSERT_EQ(Create(HKEY_CURRENT_USER, L"k", key.key), ERROR_SUCCESS);
+    std::wstring const longName(100, L'n');
+    std::string const value(100, 'v');
+    LSTATUS status = ERROR_SUCCESS;
+    wchar_t name[256];
+    qvlib_test::SweepAllocations(
+        [&]
+        {
+            HKEY below = nullptr;
+            DWORD length = 256;
+            status = RegCreateKeyExW(key, longName.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr);
+            if (status == ERROR_SUCCESS)
+                status = Set(below, longName.c_str(), value);
+            if (status == ERROR_SUCCESS)
+                status = RegEnumValueW(below, 0, name, &length, nullptr, nullptr, nullptr, nullptr);
+            if (status == ERROR_SUCCESS)
+                status = RegDeleteValueW(below, longName.c_str());
+            if (status == ERROR_SUCCESS)
+                status = RegDeleteKeyW(key, longName.c_str());
+            if (below != nullptr)
+                RegCloseKey(below);
+        },
+        [&] { EXPECT_EQ(status, ERROR_NOT_ENOUGH_MEMORY); });
+    EXPECT_EQ(status, ERROR_SUCCESS);
 }
 
 TEST_F(RegistryTest, ThreadsMayShareEverything)

@@ -98,7 +98,6 @@ public:
     /// `path` is the same path as written.
     LSTATUS Create(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew);
     LSTATUS DeleteKey(KeyId base, std::string const & folded);
-    LSTATUS Exists(KeyId id);
 
     LSTATUS GetValue(KeyId id, std::string const & folded, DWORD * type, BYTE * data, DWORD * size);
     LSTATUS SetValue(KeyId id, std::string const & folded, std::string const & name, DWORD type, BYTE const * data,

@@ -39,6 +39,40 @@ bool IsUtf16(std::wstring const & encoding) noexcept
     return true;
 }
 
+constexpr std::size_t kFirstRoom = 256;
+
+// From this length on it pays to know how long the document will be: growing would copy the result again and again.
+constexpr std::size_t kMeasuredLength = 32 * 1024;
+
+// The length of the document if nothing needs escaping.
+std::size_t PlainLength(XmlElement const & root)
+{
+    std::size_t length = 0;
+    std::vector<XmlElement const *> waiting{&root};
+    while (!waiting.empty())
+    {
+        XmlElement const & element = *waiting.back();
+        waiting.pop_back();
+        length += 2 * element.Name().size() + 5; // <a></a>
+        if (element.HasAttributes())
+        {
+            for (auto const & [name, value] : *XmlElementAccess::Attributes(element))
+                length += name.size() + value.size() + 4; // a blank, =""
+        }
+        if (!element.ContainsChildren())
+        {
+            length += element.Value().size();
+            continue;
+        }
+        for (std::shared_ptr<XmlElement> const & child : *XmlElementAccess::Children(element))
+        {
+            if (child)
+                waiting.push_back(child.get());
+        }
+    }
+    return length;
+}
+
 // The platform's writer, for texts that may hold a NUL.
 class PublicTarget
 {
@@ -60,6 +94,7 @@ public:
         return HasNul(text) ? WC_E_XMLCHARACTER : m_writer.WriteString(text.c_str());
     }
     HRESULT End() { return m_writer.WriteEndElement(); }
+    void MakeRoom(XmlElement const &) {}
 
 private:
     IXmlWriter & m_writer;
@@ -69,7 +104,8 @@ private:
 class WideTarget
 {
 public:
-    WideTarget(_com_ptr_t<IXmlWriter> const & writer, std::wstring * text) : m_writer(*writer), m_output(writer)
+    WideTarget(_com_ptr_t<IXmlWriter> const & writer, std::wstring * text)
+        : m_writer(*writer), m_output(writer), m_text(text)
     {
         if (m_output && FAILED(m_output->SetWideOutput(text)))
             m_output = nullptr;
@@ -90,10 +126,20 @@ public:
     }
     HRESULT Text(std::wstring const & text) { return m_output->Text(text); }
     HRESULT End() { return m_writer.WriteEndElement(); }
+    void MakeRoom(XmlElement const & root)
+    {
+        if (m_measured || m_text->size() < kMeasuredLength)
+            return;
+        m_measured = true;
+        std::size_t const length = PlainLength(root);
+        m_text->reserve(length + length / 16); // and some for escapes
+    }
 
 private:
     IXmlWriter & m_writer;
     _com_ptr_t<host::IXmlWideOutput> m_output;
+    std::wstring * m_text;
+    bool m_measured = false;
 };
 
 void Check(HRESULT hr, char const * prefix)
@@ -112,6 +158,7 @@ void WriteTree(Target & target, XmlElement const * element)
         std::size_t next;
     };
     std::vector<Level> levels;
+    levels.reserve(16);
     // Writes everything up to the children, and the whole element if it has none.
     auto const begin = [&](XmlElement const & entered)
     {
@@ -144,6 +191,7 @@ void WriteTree(Target & target, XmlElement const * element)
         else if (XmlElement const * const child = (*level.children)[level.next++].get())
         {
             begin(*child);
+            target.MakeRoom(*element);
         }
     }
 }
@@ -185,6 +233,7 @@ std::wstring XmlWriter::WriteElement(std::shared_ptr<XmlElement> element)
     if (IsUtf16(m_encoding))
     {
         std::wstring text;
+        text.reserve(kFirstRoom);
         WideTarget target(m_writer, &text);
         if (target)
         {

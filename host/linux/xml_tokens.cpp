@@ -1,7 +1,5 @@
 #include "host/linux/internal/xml_tokens.h"
 
-#include "host/linux/internal/xml_names.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -20,8 +18,6 @@ constexpr std::size_t kPiece = 16 * 1024;
 constexpr std::size_t kStreamPiece = 64 * 1024;
 constexpr std::size_t kMemoryPiece = 16 * 1024 * 1024;
 constexpr std::size_t kLargestPiece = std::size_t{1} << 30;
-
-constexpr std::string_view kXmlns = "xmlns";
 
 // expat's memory comes from operator new like the library's own, so that one test can fail every allocation of a parse.
 // The size goes in front of the block, for realloc.
@@ -569,84 +565,6 @@ bool XmlTokenizer::IsReference(std::size_t length) const noexcept
 bool XmlTokenizer::AllowsEncoding(char const * name) const noexcept
 {
     return !name || !m_input.IsWideText() || EqualFolded(name, "UTF-16") || EqualFolded(name, "UTF-16LE");
-}
-
-// A name may have one colon, between two names.
-HRESULT XmlTokenizer::CheckName(std::string_view name, std::size_t & prefixLength) const noexcept
-{
-    std::size_t const colon = name.find(':');
-    if (colon == std::string_view::npos)
-    {
-        prefixLength = 0;
-        return S_OK;
-    }
-    if (colon == 0 || colon + 1 == name.size() || name.find(':', colon + 1) != std::string_view::npos)
-        return NC_E_QNAMECOLON;
-    if (!IsXmlNameStart(name.substr(colon + 1)))
-        return NC_E_QNAMECHARACTER;
-    prefixLength = colon;
-    return S_OK;
-}
-
-HRESULT XmlTokenizer::BindNamespaces(XmlNode & node, bool colons, bool declarations)
-{
-    XmlAttribute * const first = m_attributes.data() + node.firstAttribute;
-    XmlAttribute * const end = first + node.attributeCount;
-    for (XmlAttribute * i = first; i != end; ++i)
-    {
-        std::string_view const name = Text(i->name, i->nameLength);
-        std::size_t prefixLength = 0;
-        HRESULT const result = CheckName(name, prefixLength);
-        if (FAILED(result))
-            return result;
-        i->prefixLength = static_cast<std::uint32_t>(prefixLength);
-        if (!declarations)
-            continue;
-        bool const isDefault = name == kXmlns;
-        if (!isDefault && name.substr(0, prefixLength) != kXmlns)
-            continue;
-        i->uri = XmlNamespaces::kXmlns;
-        HRESULT const declared = m_namespaces.Declare(isDefault ? std::string_view() : name.substr(prefixLength + 1),
-                                                      Text(i->value, i->valueLength), node.depth);
-        if (FAILED(declared))
-            return declared;
-    }
-    node.uri = m_namespaces.Default();
-    if (!colons)
-        return S_OK;
-
-    std::string_view const elementName = Text(node.name, node.nameLength);
-    HRESULT const result = CheckName(elementName, node.prefixLength);
-    if (FAILED(result))
-        return result;
-    if (node.prefixLength != 0)
-    {
-        std::string_view const prefix = elementName.substr(0, node.prefixLength);
-        if (prefix == kXmlns)
-            return NC_E_XMLNSPREFIXRESERVED;
-        node.uri = m_namespaces.Find(prefix);
-        if (node.uri == XmlNamespaces::kUnbound)
-            return NC_E_UNDECLAREDPREFIX;
-    }
-    m_qualified.clear();
-    for (XmlAttribute * i = first; i != end; ++i)
-    {
-        if (i->prefixLength == 0 || i->uri == XmlNamespaces::kXmlns)
-            continue;
-        std::string_view const name = Text(i->name, i->nameLength);
-        i->uri = m_namespaces.Find(name.substr(0, i->prefixLength));
-        if (i->uri == XmlNamespaces::kUnbound)
-            return NC_E_UNDECLAREDPREFIX;
-        m_qualified.emplace_back(i->uri, name.substr(i->prefixLength + 1));
-    }
-    // The same name under two prefixes of one namespace is the same attribute twice.
-    if (m_qualified.size() > 1)
-    {
-        std::sort(m_qualified.begin(), m_qualified.end());
-        if (std::adjacent_find(m_qualified.begin(), m_qualified.end()) != m_qualified.end())
-            return WC_E_UNIQUEATTRIBUTE;
-    }
-    return S_OK;
 }
 
 } // namespace qvlib::host

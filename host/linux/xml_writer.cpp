@@ -22,6 +22,9 @@ constexpr std::size_t kBuffered = 8 * 1024;
 // From here on names of attributes are looked up instead of compared one by one.
 constexpr std::size_t kComparedNames = 16;
 
+// Behind the last of the characters that have a form of their own in a document.
+constexpr char32_t kFirstLetter = '>' + 1;
+
 enum Kind : unsigned char
 {
     kPlain = 0,
@@ -105,9 +108,15 @@ public:
         Detach();
         if (!text)
             return S_OK;
-        m_text = text;
-        m_state = State::fresh;
-        return S_OK;
+        return Guarded(
+            [&]
+            {
+                m_names.reserve(128);
+                m_open.reserve(16);
+                m_text = text;
+                m_state = State::fresh;
+                return S_OK;
+            });
     }
 
     HRESULT STDMETHODCALLTYPE GetProperty(UINT property, LONG_PTR * value) override
@@ -475,6 +484,7 @@ private:
     HRESULT Escape(std::wstring_view text, bool attribute)
     {
         bool const all = !m_output || m_output->HoldsAll();
+        char32_t const plainRange = (all ? 0xD800 : 0x80) - kFirstLetter;
         wchar_t const * const begin = text.data();
         std::size_t plain = 0; // what was not copied yet begins here
         std::size_t i = 0;
@@ -482,6 +492,12 @@ private:
         while (i < text.size())
         {
             char32_t const c = static_cast<char32_t>(begin[i]);
+            // Letters and most others have no form of their own: one comparison tells.
+            if (c - kFirstLetter < plainRange)
+            {
+                ++i;
+                continue;
+            }
             if (c < 0x80)
             {
                 if (kKinds[c] == kPlain)
@@ -525,11 +541,6 @@ private:
                 copy();
                 m_text->append(form);
                 plain = ++i;
-                continue;
-            }
-            if (c < 0xD800 && all)
-            {
-                ++i;
                 continue;
             }
             char32_t whole = 0;

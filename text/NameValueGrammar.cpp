@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cwchar>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <vector>
@@ -51,33 +52,39 @@ bool CTLNameValueGrammar::Read(wchar_t const * text, CTLNameValueVector & out) c
 
 CQVString CTLNameValueGrammar::Write(CTLNameValueVector const & list) const
 {
+    // Strings are taken from where they are; only the texts of other values need a place.
     std::vector<CQVString> texts;
-    texts.reserve(list.size());
     std::size_t length = 0;
     for (CTLNameValue const & entry : list)
     {
-        texts.push_back(entry.GetValue().ToString());
-        length += static_cast<std::size_t>(entry.GetName().GetLength()) + 3 +
-                  static_cast<std::size_t>(texts.back().GetLength());
-        if (texts.size() != 1)
-            length += static_cast<std::size_t>(m_separator.GetLength());
+        CGenericVal const & value = entry.GetValue();
+        if (value.GetType() != VT_LPWSTR)
+            texts.push_back(value.ToString());
+        CQVString const & text = value.GetType() == VT_LPWSTR ? value.GetString() : texts.back();
+        length += static_cast<std::size_t>(entry.GetName().GetLength()) + static_cast<std::size_t>(text.GetLength()) +
+                  std::size(L"=\"\"") - 1;
     }
+    CQVString written;
+    if (list.empty())
+        return written;
+    length += (list.size() - 1) * static_cast<std::size_t>(m_separator.GetLength());
     if (length > static_cast<std::size_t>(std::numeric_limits<int>::max()))
         throw std::bad_alloc();
 
-    CQVString written;
-    if (length == 0)
-        return written;
     TLReserveStringBuffer(written, length);
     wchar_t * at = written.GetBufferSetLength(static_cast<int>(length));
-    for (std::size_t i = 0; i < list.size(); ++i)
+    auto nextText = texts.cbegin();
+    bool first = true;
+    for (CTLNameValue const & entry : list)
     {
-        if (i != 0)
+        if (!first)
             at = Put(at, m_separator);
-        at = Put(at, list[i].GetName());
+        first = false;
+        at = Put(at, entry.GetName());
         *at++ = L'=';
         *at++ = L'"';
-        at = Put(at, texts[i]);
+        CGenericVal const & value = entry.GetValue();
+        at = Put(at, value.GetType() == VT_LPWSTR ? value.GetString() : *nextText++);
         *at++ = L'"';
     }
     return written;

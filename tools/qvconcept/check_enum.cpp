@@ -140,12 +140,12 @@ void CheckEnum(Findings & findings, LocatedElement const & root, DisplayIds & di
         if (item.name != L"Item")
             continue;
         ValueCheck(findings, displayIds, item).Run();
-        // A Name that is there wins, even an empty one.
-        std::wstring const * const given = item.Attribute(L"Name");
-        std::wstring const & name = given ? *given : item.text;
+        // A Name wins over the text, unless it is empty.
+        std::wstring const & given = item.AttributeOrEmpty(L"Name");
+        std::wstring const & name = given.empty() ? item.text : given;
         if (name.empty())
             findings.Error(item.place, "a value without a name");
-        if (given && !IsBlank(item.text))
+        if (!given.empty() && !IsBlank(item.text))
             findings.Warning(item.place,
                              "the text " + Quoted(item.text) + " is not read: the value has the Name " + Quoted(name));
         if (auto const [place, isNew] = names.emplace(Folded(name), Seen{name, item.place}); !isNew)

@@ -5,7 +5,6 @@
 #include "text/internal/token_scan.h"
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <new>
 
@@ -76,10 +75,10 @@ void CDelimitedString::AddToken(wchar_t const * token, unsigned long length)
         throw std::bad_alloc();
     std::size_t const newLength = oldLength + 1 + count;
     auto const room = static_cast<std::size_t>(GetAllocLength());
-    wchar_t * const text =
+    wchar_t * const start =
         GetBuffer(static_cast<int>(newLength <= room ? newLength : std::min(2 * newLength, kMaxLength)));
-    text[oldLength] = m_delimiter;
-    std::memcpy(text + oldLength + 1, token, count * sizeof(wchar_t));
+    start[oldLength] = m_delimiter;
+    text::CopyCharacters(start + oldLength + 1, token, count);
     ReleaseBuffer(static_cast<int>(newLength));
 }
 

@@ -9,6 +9,24 @@
 namespace qvlib::text
 {
 
+/// Copies characters. Most tokens are short: two or four moves of fixed size, which may overlap, save them a call.
+inline void CopyCharacters(wchar_t * to, wchar_t const * from, std::size_t count)
+{
+    constexpr std::size_t kFour = 4 * sizeof(wchar_t);
+    if (count < 4 || count > 16)
+    {
+        std::memcpy(to, from, count * sizeof(wchar_t));
+        return;
+    }
+    if (count > 8)
+    {
+        std::memcpy(to + 4, from + 4, kFour);
+        std::memcpy(to + count - 8, from + count - 8, kFour);
+    }
+    std::memcpy(to, from, kFour);
+    std::memcpy(to + count - 4, from + count - 4, kFour);
+}
+
 /// Tokens that lie side by side in their text, with nothing but a delimiter between them, are copied together.
 class ListWriter
 {
@@ -54,7 +72,7 @@ private:
             return;
         if (m_out != m_start)
             *m_out++ = m_delimiter;
-        std::memcpy(m_out, m_run.begin, m_run.Length() * sizeof(wchar_t));
+        CopyCharacters(m_out, m_run.begin, m_run.Length());
         m_out += m_run.Length();
         m_run = {nullptr, nullptr};
     }

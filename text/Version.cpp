@@ -46,7 +46,7 @@ bool ScanNumber(wchar_t const *& text, int & number)
 
 } // namespace
 
-Version const Version::Empty(0, 0);
+constinit Version const Version::Empty;
 
 Version::Version(int major, int minor) { Init(major, minor, kNotGiven, kNotGiven); }
 

@@ -66,6 +66,8 @@ struct QVLIB_API Version
 private:
     static constexpr std::int32_t kNotGiven = -1;
 
+    constexpr Version() noexcept = default;
+
     int CompareTo(Version const & other) const noexcept;
     void Init(int major, int minor, int build, int revision);
 

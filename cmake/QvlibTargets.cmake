@@ -35,6 +35,10 @@ function(qvlib_storey name)
   set_target_properties(qvlib_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
                                                  VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
   target_compile_definitions(qvlib_${name} PRIVATE QVLIB_BUILDING)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Nobody replaces a function of the library from outside, so its own calls need not go through the linker's table.
+    target_compile_options(qvlib_${name} PRIVATE -fno-semantic-interposition)
+  endif()
   target_link_libraries(qvlib_${name} PRIVATE qvlib_build_flags)
   set(reaches qvlib_${name})
   set(outside "")
@@ -84,7 +88,8 @@ function(qvlib_shared_library)
                                          CXX_EXTENSIONS OFF)
   target_compile_features(qvlib PUBLIC cxx_std_20)
   if(UNIX AND NOT APPLE AND NOT QVLIB_SANITIZE)
-    target_link_options(qvlib PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,--no-undefined)
+    target_link_options(qvlib PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,--no-undefined
+                                             -Wl,-Bsymbolic-functions)
     set_property(TARGET qvlib APPEND PROPERTY LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/exports.map")
   endif()
   target_include_directories(qvlib PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>

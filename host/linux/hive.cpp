@@ -100,8 +100,9 @@ char const * Hive::Sql(Query query)
     case getValue:
         return "SELECT type,data FROM vals WHERE key=?1 AND folded=?2";
     case setValue:
-        // Writes nothing when the key is gone. The name stays as it was first written.
-        return "INSERT INTO vals(key,folded,name,type,data)SELECT ?1,?2,?3,?4,?5 "
+        // Writes nothing when the key is gone. The name and the place stay as they were first written.
+        return "INSERT INTO vals(key,folded,name,type,data,place)SELECT ?1,?2,?3,?4,?5,"
+               "(SELECT coalesce(max(place),0)+1 FROM vals WHERE key=?1)"
                "WHERE ?1=0 OR EXISTS(SELECT 1 FROM keys WHERE id=?1) "
                "ON CONFLICT(key,folded)DO UPDATE SET type=excluded.type,data=excluded.data";
     case removeValue:
@@ -113,13 +114,13 @@ char const * Hive::Sql(Query query)
     case keyAfter:
         return "SELECT folded,name FROM keys WHERE parent=?1 AND folded>?2 ORDER BY folded LIMIT 1";
     case valueAt:
-        return "SELECT folded,name,type,data FROM vals WHERE key=?1 ORDER BY folded LIMIT 1 OFFSET ?2";
+        return "SELECT place,name,type,data FROM vals WHERE key=?1 ORDER BY place LIMIT 1 OFFSET ?2";
     case valueAfter:
-        return "SELECT folded,name,type,data FROM vals WHERE key=?1 AND folded>?2 ORDER BY folded LIMIT 1";
+        return "SELECT place,name,type,data FROM vals WHERE key=?1 AND place>?2 ORDER BY place LIMIT 1";
     case allKeys:
         return "SELECT folded,name,0 FROM keys WHERE parent=?1 ORDER BY folded";
     case allValues:
-        return "SELECT folded,name,length(data) FROM vals WHERE key=?1 ORDER BY folded";
+        return "SELECT folded,name,length(data) FROM vals WHERE key=?1 ORDER BY place";
     case keyInfo:
         return "SELECT count(*),max(length(name)) FROM keys WHERE parent=?1";
     case valueInfo:
@@ -376,10 +377,12 @@ LSTATUS Hive::Enumerate(KeyId id, Kind kind, DWORD index, Output const & output)
                 m_position.id == id && m_position.kind == kind && index != 0 && m_position.index == index - 1;
             Statement query(*this, kind == Kind::keys ? (goesOn ? keyAfter : keyAt) : (goesOn ? valueAfter : valueAt));
             query.Bind(1, id);
-            if (goesOn)
+            if (!goesOn)
+                query.Bind(2, static_cast<std::int64_t>(index));
+            else if (kind == Kind::keys)
                 query.Bind(2, m_position.folded);
             else
-                query.Bind(2, static_cast<std::int64_t>(index));
+                query.Bind(2, m_position.place);
             bool row;
             if (LSTATUS const failure = query.Step(row))
                 return failure;
@@ -401,7 +404,10 @@ LSTATUS Hive::Enumerate(KeyId id, Kind kind, DWORD index, Output const & output)
                 copied = named;
             if (copied != ERROR_SUCCESS)
                 return copied;
-            m_position.folded = TextColumn(query, 0); // the statement has run: what it was bound to may change
+            if (kind == Kind::keys)
+                m_position.folded = TextColumn(query, 0); // the statement has run: what it was bound to may change
+            else
+                m_position.place = sqlite3_column_int64(query, 0);
             m_position.id = id;
             m_position.kind = kind;
             m_position.index = index;

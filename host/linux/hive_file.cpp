@@ -26,7 +26,9 @@ constexpr std::chrono::milliseconds kPatience{2000};
 constexpr char kKeysSql[] = "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT,parent INTEGER NOT NULL,"
                             "folded TEXT NOT NULL,name TEXT NOT NULL,UNIQUE(parent,folded))";
 constexpr char kValuesSql[] = "CREATE TABLE vals(key INTEGER NOT NULL,folded TEXT NOT NULL,name TEXT NOT NULL,"
-                              "type INTEGER NOT NULL,data BLOB NOT NULL,PRIMARY KEY(key,folded)) WITHOUT ROWID";
+                              "type INTEGER NOT NULL,data BLOB NOT NULL,place INTEGER NOT NULL,"
+                              "PRIMARY KEY(key,folded)) WITHOUT ROWID";
+constexpr char kPlacesSql[] = "CREATE UNIQUE INDEX valsByPlace ON vals(key,place)";
 
 LSTATUS StatusOfErrno(int error)
 {
@@ -255,7 +257,7 @@ LSTATUS Hive::MakeFile() const
     if (code == SQLITE_OK)
     {
         std::string const sql = "PRAGMA journal_mode=MEMORY;PRAGMA synchronous=OFF;BEGIN;" + std::string(kKeysSql) +
-                                ";" + kValuesSql + ";PRAGMA application_id=" + std::to_string(kApplicationId) +
+                                ";" + kValuesSql + ";" + kPlacesSql + ";PRAGMA application_id=" + std::to_string(kApplicationId) +
                                 ";PRAGMA user_version=" + std::to_string(kVersion) + ";COMMIT";
         code = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
     }
@@ -341,7 +343,8 @@ LSTATUS Hive::CheckSchema()
     if (code != SQLITE_DONE)
         return Status(code);
     std::string const wanted = std::string("keys\n") + kKeysSql +
-                               "\nsqlite_sequence\nCREATE TABLE sqlite_sequence(name,seq)\nvals\n" + kValuesSql + "\n";
+                               "\nsqlite_sequence\nCREATE TABLE sqlite_sequence(name,seq)\nvals\n" + kValuesSql +
+                               "\nvalsByPlace\n" + kPlacesSql + "\n";
     return found == wanted ? ERROR_SUCCESS : ERROR_BADDB;
 }
 

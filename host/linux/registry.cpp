@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cwchar>
 #include <new>
+#include <string>
+#include <unordered_set>
 
 namespace
 {
@@ -200,10 +202,11 @@ LSTATUS Merged(Key const & key, Hive::Kind kind, std::vector<std::pair<Hive::Ent
     }
     if (live == 0 && !key.isPredefined)
         return ERROR_KEY_DELETED;
-    auto const before = [](auto const & a, auto const & b) { return a.first.folded < b.first.folded; };
-    auto const equal = [](auto const & a, auto const & b) { return a.first.folded == b.first.folded; };
-    std::stable_sort(merged.begin(), merged.end(), before);
-    merged.erase(std::unique(merged.begin(), merged.end(), equal), merged.end());
+    std::unordered_set<std::string> seen;
+    std::erase_if(merged, [&](auto const & entry) { return !seen.insert(entry.first.folded).second; });
+    if (kind == Hive::Kind::keys)
+        std::sort(merged.begin(), merged.end(),
+                  [](auto const & a, auto const & b) { return a.first.folded < b.first.folded; });
     return ERROR_SUCCESS;
 }
 

@@ -310,6 +310,23 @@ TEST_F(RegistryTest, EnumerationSurvivesChangesOnTheWay)
         ASSERT_EQ(RegDeleteValueW(key, name.c_str()), ERROR_SUCCESS);
 }
 
+TEST_F(RegistryTest, ValuesComeInTheOrderInWhichTheyWereFirstWritten)
+{
+    KeyCloser key;
+    ASSERT_EQ(Create(HKEY_CURRENT_USER, L"Software\\Order", key.key), ERROR_SUCCESS);
+    for (wchar_t const * const name : {L"zeta", L"Alpha", L"mid"})
+        Set(key, name, "1");
+    Set(key, L"ALPHA", "2"); // keeps its place and its name
+    EXPECT_EQ(ValueNameAt(key, 0), L"zeta");
+    EXPECT_EQ(ValueNameAt(key, 1), L"Alpha");
+    EXPECT_EQ(ValueNameAt(key, 2), L"mid");
+    RegDeleteValueW(key, L"zeta");
+    Set(key, L"zeta", "3");
+    EXPECT_EQ(ValueNameAt(key, 0), L"Alpha");
+    EXPECT_EQ(ValueNameAt(key, 2), L"zeta");
+    EXPECT_EQ(ValueNameAt(key, 3), L"<259>");
+}
+
 TEST_F(RegistryTest, ClassesAreTheUsersOverTheMachines)
 {
     KeyCloser machine;
@@ -329,8 +346,8 @@ TEST_F(RegistryTest, ClassesAreTheUsersOverTheMachines)
     KeyCloser again;
     ASSERT_EQ(Open(HKEY_CLASSES_ROOT, L"CLSID\\{1}", again.key, KEY_READ), ERROR_SUCCESS);
     EXPECT_EQ(Get(again, L"model"), "both");
-    EXPECT_EQ(ValueNameAt(again, 0), L"model");
-    EXPECT_EQ(ValueNameAt(again, 1), L"path");
+    EXPECT_EQ(ValueNameAt(again, 0), L"path") << "the user's first";
+    EXPECT_EQ(ValueNameAt(again, 1), L"model");
     EXPECT_EQ(ValueNameAt(again, 2), L"<259>");
 
     KeyCloser mine;

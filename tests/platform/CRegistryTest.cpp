@@ -110,7 +110,8 @@ TEST_F(CRegistryTest, EnumKeyEnumeratesValues)
     registry.SetValue(std::wstring(260, L'n').c_str(), 1);
     EXPECT_TRUE(registry.EnumValue(0, name));
     registry.SetValue(std::wstring(261, L'm').c_str(), 1);
-    EXPECT_FALSE(registry.EnumValue(0, name)) << "a longer name ends the enumeration";
+    EXPECT_TRUE(registry.EnumValue(1, name));
+    EXPECT_FALSE(registry.EnumValue(2, name)) << "a longer name ends the enumeration";
 }
 
 TEST_F(CRegistryTest, KeyExistWantsToWrite)

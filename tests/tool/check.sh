@@ -79,13 +79,6 @@ told 'concept.xml:18:55: warning: field "One" is listed twice'
 # An enum that is not given leaves its fields unbound.
 expect 1 check "$metadata/Shipment.xml" "$metadata/Packaging.xml" "$metadata/ServiceLevel.xml"
 told 'Shipment.xml:6:5: error: field "Carriage": no file given holds the enum "TransportMode"'
-# A name in the selector's way in the registry is a warning, and a problem with --strict.
-sed 's/Name="Truck"/Name="Bearer"/; s/Truck</Bearer</' "$metadata/Shipment.xml" >"$work/bearer.xml"
-enums=("$metadata/TransportMode.xml" "$metadata/Packaging.xml" "$metadata/ServiceLevel.xml")
-expect 0 check "$work/bearer.xml" "${enums[@]}"
-told '"Bearer" comes before the selector "Carriage"'
-expect 1 check --strict "$work/bearer.xml" "${enums[@]}"
-
 # Text beside elements.
 printf '<DynamicEnum Name="E">\n x<Item Name="A"/>\n y\n</DynamicEnum>\n' >"$work/mixed.xml"
 expect 1 check "$work/mixed.xml"

@@ -224,7 +224,6 @@ void ConceptCheck::CheckSelectorOrder()
     NameOrId const key = m_selector->Key();
     std::size_t before = 0;
     Field const * first = nullptr;
-    Field const * firstByName = nullptr;
     for (Field const & field : m_fields)
     {
         if (&field == m_selector)
@@ -235,19 +234,12 @@ void ConceptCheck::CheckSelectorOrder()
             if (!first || field.Key() < first->Key())
                 first = &field;
         }
-        if (!field.name.empty() && Folded(field.name) < Folded(m_selector->name) &&
-            (!firstByName || Folded(field.name) < Folded(firstByName->name)))
-            firstByName = &field;
     }
     if (before != 0)
         m_findings.Error(m_selector->place, "the selector " + m_selector->Text() + " is stored behind " +
                                                 Count(before, "field") + ", the first " + first->Text() +
                                                 ": a stored record loses such items when it is read; give the "
                                                 "selector the lowest id");
-    if (firstByName)
-        m_findings.Warning(m_selector->place, "in the registry, read by name, " + Quoted(firstByName->name) +
-                                                  " comes before the selector " + Quoted(m_selector->name) +
-                                                  " and is lost; give the selector the name that sorts first");
 }
 
 void ConceptCheck::CheckOption(LocatedElement const & option)

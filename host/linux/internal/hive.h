@@ -1,7 +1,8 @@
 // One hive of the registry: an SQLite database in WAL mode.
 //
 // Tables: `keys` holds one row a key, named within its parent; the hive's root is key 0 and has no row. `vals` holds
-// one row a value. Both keep the name as created and folded, and are ordered by the folded name. Ids of keys are never
+// one row a value. Both keep the name as created and folded. Keys are ordered by the folded name; values by the place at
+// which they were first written, so that what was stored in an order comes back in it. Ids of keys are never
 // used twice (AUTOINCREMENT) and a key never moves, so an id either names the key that it always named or none: a
 // handle can keep an id, and a path once resolved needs no more proof than that its id still exists.
 //
@@ -211,7 +212,8 @@ private:
         KeyId id = kAbsent;
         Kind kind = Kind::keys;
         DWORD index = 0;
-        std::string folded;
+        std::string folded;     // of a key
+        std::int64_t place = 0; // of a value
     } m_position;
 };
 

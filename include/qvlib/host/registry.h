@@ -112,8 +112,8 @@ QVLIB_API LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD t
 
 /// The name, and if asked for the type and data, of the value at `index`; ERROR_NO_MORE_ITEMS past the end.
 /// `nameLength` counts characters: the room with the terminator on the way in, the length without it on the way out.
-/// Too little room for either gives ERROR_MORE_DATA. Values are ordered by folded name, so writing others moves the
-/// indexes. Needs KEY_QUERY_VALUE.
+/// Too little room for either gives ERROR_MORE_DATA. Values come in the order in which they were first written, so
+/// that deleting one moves the indexes behind it. Needs KEY_QUERY_VALUE.
 QVLIB_API LSTATUS RegEnumValueW(HKEY key, DWORD index, LPWSTR name, DWORD * nameLength, DWORD * reserved, DWORD * type,
                                 BYTE * data, DWORD * size);
 

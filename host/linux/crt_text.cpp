@@ -95,6 +95,8 @@ bool iswalnum(int character) noexcept
 {
     if (character < 0x80)
         return isalpha(character) || static_cast<unsigned>(character - '0') <= 9U;
+    if (character < 0x100) // the ordinal indicators and the micro sign are no letters here
+        return character >= 0xC0 && character != 0xD7 && character != 0xF7;
     return character < 0x10000 && (u_isalpha(character) || iswdigit(character));
 }
 

@@ -281,6 +281,7 @@ TEST(CrtText, CharactersOfTheTable)
         EXPECT_EQ(table.Integer(row, "towupper"), qvlib::host::towupper(static_cast<wchar_t>(code)));
         EXPECT_EQ(table.Integer(row, "iswspace") != 0, qvlib::host::iswspace(code));
         EXPECT_EQ(table.Integer(row, "iswdigit") != 0, qvlib::host::iswdigit(code));
+        EXPECT_EQ(table.Integer(row, "iswalpha") + table.Integer(row, "iswdigit") != 0, qvlib::host::iswalnum(code));
         if (code < 0x100)
         {
             EXPECT_EQ(table.Integer(row, "isspace") != 0, qvlib::host::isspace(code));

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cwchar>
 
 namespace qvlib::internal
 {
@@ -50,7 +51,7 @@ wchar_t * EncodeGroups(unsigned char const * bytes, std::size_t groups, wchar_t 
 std::size_t DecodedSize(wchar_t const * text, std::size_t length) noexcept
 {
     std::size_t characters = 0;
-    for (std::size_t i = 0; i < length && text[i] != 0; ++i)
+    for (std::size_t i = 0; i < length; ++i)
         characters += ValueOf(text[i]) != kSkipped;
     return characters / 4 * 3 + characters % 4 * 6 / 8;
 }
@@ -108,6 +109,7 @@ bool Base64Decode(wchar_t const * text, std::size_t length, unsigned char * byte
 {
     if (text == nullptr || size == nullptr)
         return false;
+    length = ::wcsnlen(text, length); // nothing behind a zero character is read, whatever length was told
     // Three bytes a group of four, and two more at most: with that much room there is no need to count first.
     if (bytes == nullptr || *size < length / 4 * 3 + 2)
     {
@@ -140,8 +142,6 @@ bool Base64Decode(wchar_t const * text, std::size_t length, unsigned char * byte
                 continue;
             }
         }
-        if (*text == 0)
-            break;
         std::uint32_t const value = ValueOf(*text++);
         if (value == kSkipped)
             continue;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -83,6 +84,16 @@ TEST(Base64, DecodingSkipsWhatIsNoDigit)
     EXPECT_EQ(Decode(L" Q=U\x4E00\r\nJ-D_"), "ABC");
     EXPECT_EQ(Decode(std::wstring(L"QUJD\0QUJD", 9)), "ABC"); // a zero character ends it
     EXPECT_EQ(Decode(L"QUJDQ"), "ABC");                       // six bits make no byte
+    for (std::size_t letters = 1; letters < 9; ++letters)
+    {
+        // The text may be shorter than told: what lies behind its zero character is not touched.
+        auto const text = std::make_unique<wchar_t[]>(letters + 1);
+        std::fill_n(text.get(), letters, L'Q');
+        unsigned char bytes[64];
+        std::size_t size = sizeof bytes;
+        ASSERT_TRUE(Base64Decode(text.get(), 1000, bytes, &size));
+        EXPECT_EQ(size, letters * 6 / 8);
+    }
     EXPECT_EQ(Decode(L"===="), "");
 }
 

@@ -13,12 +13,23 @@
 #include "qvlib/export.h"
 
 #include <climits>
+#include <concepts>
+#include <type_traits>
 
 namespace qvlib
 {
 
 template <int N>
 class BitFlagHelper;
+
+namespace detail
+{
+
+/// What can stand for a mask beside a word of flags: whole numbers and members of plain enumerations.
+template <class T>
+concept Mask = std::integral<T> ||(std::is_enum_v<T> && std::is_convertible_v<T, unsigned long>);
+
+} // namespace detail
 
 /// A word of flags. Thread-compatible.
 template <>
@@ -60,25 +71,54 @@ public:
     void Clear() noexcept { m_flags = 0; }
 
     BitFlagHelper operator+(BitFlagHelper const & other) const { return {m_flags | other.m_flags}; }
-    BitFlagHelper operator+(unsigned long mask) const { return {m_flags | Word(mask)}; }
+    template <detail::Mask T>
+    BitFlagHelper operator+(T mask) const
+    {
+        return {m_flags | Word(Bits(mask))};
+    }
     BitFlagHelper operator|(BitFlagHelper const & other) const { return *this + other; }
-    BitFlagHelper operator|(unsigned long mask) const { return *this + mask; }
+    template <detail::Mask T>
+    BitFlagHelper operator|(T mask) const
+    {
+        return *this + mask;
+    }
     BitFlagHelper operator-(BitFlagHelper const & other) const { return {m_flags & ~other.m_flags}; }
-    BitFlagHelper operator-(unsigned long mask) const { return {m_flags & ~Word(mask)}; }
+    template <detail::Mask T>
+    BitFlagHelper operator-(T mask) const
+    {
+        return {m_flags & ~Word(Bits(mask))};
+    }
     BitFlagHelper operator&(BitFlagHelper const & other) const { return {m_flags & other.m_flags}; }
-    BitFlagHelper operator&(unsigned long mask) const { return {m_flags & Word(mask)}; }
+    template <detail::Mask T>
+    BitFlagHelper operator&(T mask) const
+    {
+        return {m_flags & Word(Bits(mask))};
+    }
     BitFlagHelper & operator+=(unsigned long mask) { return *this = *this + mask; }
     BitFlagHelper & operator|=(unsigned long mask) { return *this = *this + mask; }
     BitFlagHelper & operator-=(unsigned long mask) { return *this = *this - mask; }
     BitFlagHelper & operator&=(unsigned long mask) { return *this = *this & mask; }
 
     bool operator==(BitFlagHelper const & other) const noexcept { return m_flags == other.m_flags; }
-    bool operator==(unsigned long mask) const { return Is(mask); }
+    template <detail::Mask T>
+    bool operator==(T mask) const
+    {
+        return Is(Bits(mask));
+    }
     /// The words as unsigned numbers.
     bool operator<(BitFlagHelper const & other) const noexcept { return m_flags < other.m_flags; }
-    bool operator<(unsigned long mask) const { return m_flags < Word(mask); }
+    template <detail::Mask T>
+    bool operator<(T mask) const
+    {
+        return m_flags < Word(Bits(mask));
+    }
 
 private:
+    template <detail::Mask T>
+    static constexpr unsigned long Bits(T mask) noexcept
+    {
+        return static_cast<unsigned long>(mask);
+    }
     static unsigned long Word(unsigned long mask)
     {
 #if ULONG_MAX > 0xFFFFFFFFUL

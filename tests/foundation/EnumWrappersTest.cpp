@@ -172,6 +172,19 @@ TEST(BitFlagHelper, IsASetOfFlags)
     EXPECT_TRUE(BitFlagHelper<0>(1) < BitFlagHelper<0>(0x80000000UL));
 }
 
+TEST(BitFlagHelper, TakesPlainNumbersAndEnumeratorsOnEitherSide)
+{
+    enum Flag
+    {
+        kFirst = 1,
+        kSecond = 2
+    };
+    BitFlagHelper<0> const flags(0b1100);
+    EXPECT_TRUE(flags - 0b0100 == 0b1000 && 0b1100 == flags && flags != 1U);
+    EXPECT_TRUE((flags | kFirst | kSecond) == 0b1111 && flags + kFirst == 0b1101 && (flags & 4LL) == kFirst + 3);
+    EXPECT_TRUE((flags & ~0b0100) == 0b1000 && flags < 13 && !(flags < 12U));
+}
+
 TEST(BitFlagHelper, AWordHas32Bits)
 {
     BitFlagHelper<0> flags(ULONG_MAX);

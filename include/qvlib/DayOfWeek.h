@@ -48,7 +48,10 @@ public:
     static constexpr EDayOfWeek First() noexcept { return Sunday; }
     static constexpr EDayOfWeek Last() noexcept { return Saturday; }
     /// The day behind the given one; InvalidDay behind Saturday, so that a walk from First ends.
-    static constexpr EDayOfWeek Next(EDayOfWeek day) noexcept { return GetDay(static_cast<int>(day) + 1); }
+    static constexpr EDayOfWeek Next(EDayOfWeek day) noexcept
+    {
+        return GetDay(static_cast<int>(static_cast<std::uint32_t>(day) + 1U));
+    }
     /// The day of that number; InvalidDay outside 0 to 6.
     static constexpr EDayOfWeek GetDay(int day) noexcept
     {

@@ -78,6 +78,7 @@ TEST(DayOfWeek, IsReadFromText)
 
 TEST(DayOfWeek, WalksFromFirstToLast)
 {
+    EXPECT_EQ(DayOfWeekX::Next(static_cast<EDayOfWeek>(INT_MAX)), InvalidDay);
     int count = 0;
     for (EDayOfWeek day = DayOfWeekX::First(); day != InvalidDay; day = DayOfWeekX::Next(day))
     {

@@ -1,5 +1,6 @@
 #include "qvlib/DateTime.h"
 
+#include "foundation/internal/narrow32.h"
 #include "qvlib/Exceptions.h"
 #include "qvlib/host/crt_time.h"
 #include "qvlib/host/dates.h"
@@ -27,6 +28,8 @@ SYSTEMTIME Record(int year, int month, int day, int hour, int minute, int second
 }
 
 } // namespace
+
+void CDateTime::SetJulianDate(unsigned long serial) { m_value = internal::NarrowULong(serial); }
 
 CDateTime CDateTime::Now()
 {

@@ -69,8 +69,8 @@ public:
     /// The value cut to an integer, its low 32 bits.
     unsigned long GetJulianDate() const noexcept { return GetJulianDate(m_value); }
     static unsigned long GetJulianDate(double value) noexcept { return detail::CutToUnsigned(value); }
-    /// That day at midnight.
-    void SetJulianDate(unsigned long serial) noexcept { m_value = static_cast<double>(serial); }
+    /// That day at midnight. Throws argument_out_of_range_exception for a number that 32 bits do not hold.
+    QVLIB_API void SetJulianDate(unsigned long serial);
 
     // The clock: local time, to the second.
 

@@ -138,8 +138,11 @@ private:
     template <class T>
     static constexpr unsigned long long Compared(T serial) noexcept
     {
-        // All ones of any width is the all-ones word.
-        return serial == static_cast<T>(-1) ? 0xFFFFFFFFULL : static_cast<unsigned long long>(serial);
+        // As an argument of 32 bits; of a wider one all ones is the all-ones word too.
+        if constexpr (sizeof(T) <= sizeof(std::uint32_t))
+            return static_cast<std::uint32_t>(serial);
+        else
+            return serial == static_cast<T>(-1) ? 0xFFFFFFFFULL : static_cast<unsigned long long>(serial);
     }
     [[noreturn]] QVLIB_API static void FailWideSerial();
 

@@ -268,5 +268,20 @@ TEST(JulianDate, HoldsNumbersOf32Bits)
         CJulianDate day(7);
         EXPECT_THROW(day.SetValue(static_cast<unsigned long>(0x100000000ULL)), argument_out_of_range_exception);
         EXPECT_EQ(day, 7);
+        CDateTime date(7.5);
+        EXPECT_THROW(date.SetJulianDate(static_cast<unsigned long>(0x100000000ULL)), argument_out_of_range_exception);
+        EXPECT_EQ(date, 7.5);
     }
+    CDateTime last;
+    last.SetJulianDate(ULONG_MAX);
+    EXPECT_EQ(last, 4294967295.0);
+}
+
+TEST(JulianDate, ComparesWithNumbersOfAnyWidth)
+{
+    CJulianDate const day(0xFFFF);
+    EXPECT_TRUE(day == static_cast<unsigned short>(0xFFFF) && CJulianDate(1) == true);
+    EXPECT_TRUE(CJulianDate(200) < static_cast<unsigned char>(0xFF) &&
+                !(CJulianDate(300) < static_cast<unsigned char>(0xFF)));
+    EXPECT_TRUE(day < -1 && day < -1LL && day < ULONG_MAX && CJulianDate(0xFFFFFFFEUL) == -2);
 }

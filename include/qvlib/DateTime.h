@@ -55,7 +55,7 @@ public:
     /// The whole part, cut toward zero.
     long GetDatePortion() const noexcept { return Whole(); }
     /// The value less its whole part; negative for a negative value.
-    double GetTimePortion() const noexcept { return m_value - Whole(); }
+    double GetTimePortion() const noexcept { return detail::FractionOf(m_value); }
     void ClearDatePortion() noexcept { m_value = GetTimePortion(); }
     void SetTimeOnly() noexcept { m_value = GetTimePortion(); }
     void ClearTimePortion() noexcept { m_value = Whole(); }
@@ -63,7 +63,7 @@ public:
     /// Keeps the fraction, replaces the whole part.
     void SetDatePortion(long days) noexcept { m_value = static_cast<double>(days) + GetTimePortion(); }
     /// Keeps the whole part, adds the argument to it.
-    void SetTimePortion(double time) noexcept { m_value = Whole() + time; }
+    void SetTimePortion(double time) noexcept { m_value = m_value - GetTimePortion() + time; }
     bool IsDateOnly() const noexcept { return GetTimePortion() == 0.0; }
     bool IsTimeOnly() const noexcept { return Whole() == 0; }
     /// The value cut to an integer, its low 32 bits.

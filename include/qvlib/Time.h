@@ -143,11 +143,14 @@ public:
     }
 
 private:
-    static double Fraction(double value) noexcept { return value - detail::CutToInt(value); }
+    static double Fraction(double value) noexcept { return detail::FractionOf(value); }
     static double Normalized(double value) noexcept
     {
         double const fraction = Fraction(value);
-        return fraction < 0.0 ? fraction + 1.0 : fraction;
+        if (!(fraction < 0.0))
+            return fraction;
+        double const sum = fraction + 1.0;
+        return sum < 1.0 ? sum : 0.0; // so little below midnight that the sum rounds to the next one
     }
 
     double m_value = 0.0;

@@ -15,6 +15,7 @@
 #include "qvlib/TimeResolution.h"
 #include "qvlib/export.h"
 
+#include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -32,6 +33,12 @@ concept Number = std::integral<T> || std::floating_point<T>;
 inline int CutToInt(double value) noexcept
 {
     return value > -2147483649.0 && value < 2147483648.0 ? static_cast<int>(value) : std::numeric_limits<int>::min();
+}
+
+/// The number less its whole part, with its sign; right also for a whole part that no int holds.
+inline double FractionOf(double value) noexcept
+{
+    return value > -2147483649.0 && value < 2147483648.0 ? value - static_cast<int>(value) : value - std::trunc(value);
 }
 
 /// The number cut toward zero, the low 32 bits of the integer; 0 for what 64 bits do not hold.

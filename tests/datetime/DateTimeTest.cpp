@@ -40,6 +40,10 @@ TEST(DateTime, PortionsOfTheSerial)
     date.ClearDatePortion();
     EXPECT_TRUE(date.IsTimeOnly());
     EXPECT_EQ(CDateTime::GetJulianDate(-1.5), 0xFFFFFFFFUL);
+    date = 4294967295.25; // further off than an int counts
+    EXPECT_EQ(date.GetTimePortion(), 0.25);
+    date.SetTimePortion(0.0);
+    EXPECT_TRUE(date.IsDateOnly() && date == 4294967295.0);
     EXPECT_TRUE(CDateTime().IsNull());
 }
 

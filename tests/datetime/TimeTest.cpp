@@ -32,6 +32,10 @@ TEST(Time, OnlySomeSettersNormalise)
     EXPECT_EQ(time, 0.25);
     time.SetValue(3.25);
     EXPECT_EQ(time, 0.25);
+    time.SetValue(5000000000.25);
+    EXPECT_EQ(time, 0.25) << "further off than an int counts";
+    time.SetValue(-1e-20);
+    EXPECT_EQ(time, 0.0) << "the sum with 1 rounds to 1, which is out of the range";
     // These take the fraction with its sign, or the number as it is, on purpose.
     EXPECT_EQ(CTime(-1.25), -0.25);
     EXPECT_EQ(CTime(CDateTime(-1.25)), -0.25);

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -49,6 +50,14 @@ TEST_F(Trace, WritesEachPieceOnItsOwn)
     std::wstring const huge(100000, L'x'); // a message has no limit
     qvlib::CRTrace(L"f.cpp", -1, L"g")(L"%s!", huge.c_str());
     EXPECT_EQ(Taken(), (Pieces{L"f.cpp(-1): ", L"g: ", huge + L"!", L"\n"}));
+}
+
+TEST_F(Trace, TheDumpEntryPointsAreEmptyOnPurpose)
+{
+    qvlib::TLObjectDumpBegin(L"Thing");
+    qvlib::TLObjectDumpSeparator();
+    qvlib::TLObjectDumpEnd(L"Thing");
+    EXPECT_TRUE(Taken().empty());
 }
 
 TEST_F(Trace, ANullFormatGivesALineWithoutAMessage)
@@ -99,6 +108,16 @@ TEST(SystemError, HasTheSystemsWordsAndLineEnd)
     EXPECT_EQ(qvlib::QVFormatErrorMessage(0x80030002UL), L"%1 could not be found.\r\n"); // inserts stay
     EXPECT_TRUE(qvlib::QVFormatErrorMessage(0x20000001UL).IsEmpty());
     EXPECT_TRUE(qvlib::QVFormatErrorMessage(0xFFFFFFFFUL).IsEmpty());
+}
+
+TEST(SystemError, ReadingTheFloatingPointStatusDoesNotClearIt)
+{
+    std::feclearexcept(FE_ALL_EXCEPT);
+    EXPECT_EQ(qvlib::GetStatus87(), 0U);
+    std::feraiseexcept(FE_DIVBYZERO);
+    EXPECT_EQ(qvlib::GetStatus87(), 8U);
+    EXPECT_EQ(qvlib::GetStatus87(), 8U);
+    std::feclearexcept(FE_ALL_EXCEPT);
 }
 
 TEST(Dump, BannersStandBetweenRules)

@@ -60,6 +60,7 @@ public:
     bool operator==(CBlob const & other) const noexcept;
     bool operator!=(CBlob const & other) const noexcept { return !(*this == other); }
     /// Orders by the identity of the buffers, not by content: stable while the buffers live, and without other meaning.
+    /// Kept on purpose, although == looks at content: callers depend on it.
     bool operator<(CBlob const & other) const noexcept
     {
         return reinterpret_cast<std::uintptr_t>(m_buffer) < reinterpret_cast<std::uintptr_t>(other.m_buffer);

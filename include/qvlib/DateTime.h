@@ -199,7 +199,8 @@ public:
     // The calendar.
 
     /// The library's own rule: multiples of 1000 are leap years, other multiples of 100 are not, other multiples of 4
-    /// are. It differs from the Gregorian one in 1600, 2400, 2800, 3000 and so on.
+    /// are. It differs from the Gregorian one in 1600, 2400, 2800, 3000 and so on. Kept on purpose: callers depend on
+    /// it.
     static constexpr bool IsLeapYear(unsigned long year) noexcept
     {
         return year % 1000U == 0 || (year % 100U != 0 && year % 4U == 0);

@@ -1,6 +1,7 @@
 #include "qvlib/XmlParser.h"
 
 #include "qvlib/Conversions.h"
+#include "qvlib/TextFunctions.h"
 #include "qvlib/host/crt.h"
 
 namespace qvlib
@@ -23,7 +24,7 @@ bool XmlParseUtils::ParseContent<unsigned int>(wchar_t const * text, unsigned in
 template <>
 bool XmlParseUtils::ParseContent<std::wstring>(wchar_t const * text, std::wstring & out)
 {
-    out = text;
+    out = TLStringOrEmpty(text);
     return true;
 }
 

@@ -363,6 +363,8 @@ TEST(XmlParseUtils, ConvertsWhatItCanAndNeverRefuses)
     std::wstring text;
     EXPECT_TRUE(XmlParseUtils::ParseContent(L"a\0b", text));
     EXPECT_EQ(text, L"a");
+    EXPECT_TRUE(XmlParseUtils::ParseContent(static_cast<wchar_t const *>(nullptr), text));
+    EXPECT_EQ(text, L"") << "no text is no different from an empty one";
     bool flag = false;
     EXPECT_TRUE(XmlParseUtils::ParseContent(L"yes", flag));
     EXPECT_TRUE(flag);

@@ -102,7 +102,7 @@ TEST_F(CRegistryTest, EnumKeyEnumeratesValues)
     CQVString name;
     ASSERT_TRUE(registry.Down(L"SubKey", true));
     ASSERT_TRUE(registry.Up());
-    EXPECT_FALSE(registry.EnumKey(0, name)); // as required: sub-keys are not seen
+    EXPECT_FALSE(registry.EnumKey(0, name)) << "sub-keys are not seen";
     registry.SetValue(L"Value", 1);
     EXPECT_TRUE(registry.EnumKey(0, name));
     EXPECT_EQ(name, L"Value");
@@ -242,7 +242,7 @@ TEST_F(CRegistryTest, ListsReadInPlainAndInReversedSense)
     EXPECT_EQ(array.GetCount(), 4) << "appended";
     EXPECT_FALSE(registry.GetValue(L"missing", array));
 
-    // Required as it is: for these three true means that nothing was read, and nothing is ever delivered.
+    // Kept as it is: for these three true means that nothing was read, and nothing is ever delivered.
     CStringList list;
     CArray<CQVString> strings;
     CList<CQVString> stringList;

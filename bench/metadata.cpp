@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -89,6 +90,66 @@ void Add(char const * size, std::string const & shape, std::string const & list,
     benchmark::RegisterBenchmark(name("settings/read").c_str(),
                                  [=](benchmark::State & s) { Read<Settings>(s, settings); });
 }
+
+/// A whole set as a large program has it: a shape of 6,000 fields with 150 options, and 700 enums bound to it.
+struct Set
+{
+    std::string shape;
+    std::vector<std::string> enums;
+};
+
+Set const & FullSet()
+{
+    static Set const set = []
+    {
+        Set made{ConceptText(6000, 150), {}};
+        for (std::size_t i = 0; i < 700; ++i)
+        {
+            std::string text = EnumText(40);
+            made.enums.push_back(text.replace(text.find("Currency"), 8, "Enum" + Number(i)));
+        }
+        return made;
+    }();
+    return set;
+}
+
+void SetXml(benchmark::State & state)
+{
+    std::size_t bytes = 0;
+    for (auto _ : state)
+    {
+        bytes = FullSet().shape.size();
+        benchmark::DoNotOptimize(Tree(FullSet().shape));
+        for (std::string const & text : FullSet().enums)
+        {
+            bytes += text.size();
+            benchmark::DoNotOptimize(Tree(text));
+        }
+    }
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+void SetRead(benchmark::State & state)
+{
+    auto const shape = Tree(FullSet().shape);
+    std::vector<std::shared_ptr<XmlElement>> enums;
+    for (std::string const & text : FullSet().enums)
+        enums.push_back(Tree(text));
+    for (auto _ : state)
+    {
+        CTLDynamicConceptMetadata metadata;
+        metadata.FromXml(*shape);
+        for (auto const & element : enums)
+        {
+            auto list = std::make_shared<CTLDynamicEnumMetadata>();
+            list->FromXml(*element);
+            metadata.BindFieldMetadata(list);
+        }
+        benchmark::DoNotOptimize(metadata.GetFields().size());
+    }
+}
+BENCHMARK(SetXml)->Name("set/xml");
+BENCHMARK(SetRead)->Name("set/read_and_bind");
 
 /// Looking up every field of a bound shape of full size, and binding 700 enums to it.
 void Bind(benchmark::State & state)

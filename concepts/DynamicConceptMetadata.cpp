@@ -78,6 +78,7 @@ void CTLDynamicConceptMetadata::AppendField(FieldPtr && field)
         throw unexpected_error();
     m_byKey.Drop();
     m_byType.Drop();
+    m_listOwner.reset();
     m_fields.push_back(std::move(field));
 }
 

@@ -8,7 +8,6 @@
 #include "qvlib/host/crt.h"
 
 #include <algorithm>
-#include <cwchar>
 
 namespace qvlib
 {
@@ -40,11 +39,6 @@ std::wstring_view NextName(std::wstring_view & rest)
         wchar_t const * token = rest.data();
         auto length = static_cast<unsigned long>(comma);
         rest.remove_prefix(std::min(comma + 1, rest.size()));
-        if (std::wmemchr(token, L'\0', length) != nullptr)
-        {
-            length = static_cast<unsigned long>(std::wcslen(token)); // lists end there
-            rest = {};
-        }
         auto const mayBeBlank = [](wchar_t c) { return c <= L' ' || c > 0x7E; };
         if (length != 0 && (mayBeBlank(token[0]) || mayBeBlank(token[length - 1])))
             CDelimitedString::TrimToken(token, length, L',');
@@ -116,6 +110,7 @@ void CTLDynamicConceptMetadata::ParseFields(XmlElement const & element)
     RequireName(element, L"Fields");
     m_byKey.Drop();
     m_byType.Drop();
+    m_listOwner.reset();
     m_fields.clear();
     if (!element.HasChildren() || !element.ContainsChildren())
         return;
@@ -208,7 +203,8 @@ void CTLDynamicConceptMetadata::ParseSelectorOption(XmlElement const & element)
 }
 
 // AddRelation for each name of a list. Large documents are lists for the most part, and their names lead all over the
-// fields: so they are taken some at a time, and memory is fetched for all of these at once.
+// fields. So names are taken some at a time, with memory fetched for all of these at once, and one owner of all fields
+// counts for each entry, where counts of their own would lie all over the memory too.
 void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring const & option,
                                              std::wstring const & list)
 {
@@ -223,7 +219,9 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
 
     internal::KeyIndex const * const index = FieldIndex();
     Fields * fields = nullptr;
-    std::wstring_view rest(list);
+    if (m_listOwner == nullptr)
+        m_listOwner = std::make_shared<Fields const>(m_fields);
+    std::wstring_view rest = internal::UpToNul(list);
     for (std::size_t count = kAtATime; count == kAtATime;)
     {
         for (count = 0; count < kAtATime; ++count)
@@ -252,7 +250,6 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
                 field = FindFieldPosition(NameOrIdView(batch[i].text));
             if (field == nullptr)
                 continue;
-            internal::Prefetch(reinterpret_cast<char const *>(field->get()) - sizeof(void *)); // its count of owners
             found[known++] = field;
         }
         if (known == 0)
@@ -266,10 +263,12 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
             fields = &relation->fields;
             // Room for as many names as the first ones let expect, but no more memory than the text itself takes.
             if (fields->empty())
-                fields->reserve(known + std::min(rest.size() * count / (list.size() - rest.size()), rest.size() / 4));
+                fields->reserve(known +
+                                std::min(rest.size() * count / (static_cast<std::size_t>(rest.data() - list.data())),
+                                         rest.size() / 4));
         }
         for (std::size_t i = 0; i < known; ++i)
-            fields->push_back(*found[i]);
+            fields->emplace_back(m_listOwner, found[i]->get());
     }
 }
 

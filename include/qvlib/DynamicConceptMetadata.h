@@ -144,6 +144,8 @@ private:
     FieldPtr m_selector;
     Relations m_requiredFields;
     Relations m_optionalFields;
+    // A copy of m_fields that owns the fields for the lists of the options; null until a list is read.
+    std::shared_ptr<Fields const> m_listOwner;
     detail::LazyIndex m_byKey;
     detail::LazyIndex m_byType;
 };

@@ -23,6 +23,36 @@ using internal::TableIndex;
 
 constexpr unsigned int kNoIndex = 0xFFFFFFFFU;
 
+// From each text by which a value is shown to the first value that has it. It keeps the texts: one value can have any
+// number of them.
+struct DisplayIndex final : detail::IndexBase
+{
+    struct Entry
+    {
+        std::wstring text;
+        std::uint32_t value;
+    };
+
+    explicit DisplayIndex(std::size_t expected) : table(expected) { entries.reserve(expected); }
+
+    std::uint32_t Find(std::wstring_view text) const noexcept
+    {
+        return table.Find(table.FoldedTag(text),
+                          [&](std::uint32_t at) { return EqualFolded(entries[at].text.c_str(), text); });
+    }
+    void Add(std::wstring_view text, std::uint32_t value)
+    {
+        auto const at = static_cast<std::uint32_t>(entries.size());
+        entries.push_back({std::wstring(text), value});
+        if (table.Add(table.FoldedTag(text), at,
+                      [&](std::uint32_t i) { return EqualFolded(entries[i].text.c_str(), text); }) != at)
+            entries.pop_back();
+    }
+
+    FirstMatchTable table;
+    std::vector<Entry> entries;
+};
+
 // Objects do not lie closer to each other than this: the lower bits tell nothing.
 std::uint32_t AddressTag(void const * address) noexcept
 {
@@ -155,31 +185,33 @@ CTLDynamicEnumMetadata::FindDisplayPosition(std::wstring_view display) const noe
                             return false;
             return true;
         };
-        auto const * const index = m_byDisplay.Get<TableIndex>(
-            [&](TableIndex const & old)
+        auto const * const index = m_byDisplay.Get<DisplayIndex>(
+            [&](DisplayIndex const & old)
             {
+                std::vector<bool> stands(old.entries.size());
                 for (std::uint32_t i = 0; i < m_values.size(); ++i)
                     if (!eachDisplay(*m_values[i],
                                      [&](std::wstring_view known)
                                      {
-                                         return old.table.Find(old.table.FoldedTag(known), [&](std::uint32_t at)
-                                                               { return m_values[at]->HasDisplayText(known); }) <= i;
+                                         std::uint32_t const at = old.Find(known);
+                                         if (at == kNoPosition || old.entries[at].value > i)
+                                             return false;
+                                         stands[at] = stands[at] || old.entries[at].value == i;
+                                         return true;
                                      }))
                         return false;
-                return true;
+                return std::find(stands.begin(), stands.end(), false) == stands.end();
             },
             [&]
             {
-                auto made = std::make_unique<TableIndex>(m_values.size());
+                auto made = std::make_unique<DisplayIndex>(m_values.size());
                 for (std::uint32_t i = 0; i < m_values.size(); ++i)
                 {
                     m_values[i]->m_mark.Indexed();
                     eachDisplay(*m_values[i],
                                 [&](std::wstring_view known)
                                 {
-                                    made->table.Add(made->table.FoldedTag(known), i,
-                                                    [&](std::uint32_t at)
-                                                    { return m_values[at]->HasDisplayText(known); });
+                                    made->Add(known, i);
                                     return true;
                                 });
                 }
@@ -187,9 +219,8 @@ CTLDynamicEnumMetadata::FindDisplayPosition(std::wstring_view display) const noe
             });
         if (index != nullptr)
         {
-            auto const at = index->table.Find(index->table.FoldedTag(text),
-                                              [&](std::uint32_t position) { return same(m_values[position]); });
-            return at != kNoPosition ? &m_values[at] : nullptr;
+            std::uint32_t const at = index->Find(text);
+            return at != kNoPosition ? &m_values[index->entries[at].value] : nullptr;
         }
     }
     auto const found = std::find_if(m_values.begin(), m_values.end(), same);

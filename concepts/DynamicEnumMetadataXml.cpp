@@ -6,6 +6,8 @@
 #include "qvlib/host/crt.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 namespace qvlib
 {
@@ -101,14 +103,22 @@ bool CTLEnumValueDefinition::FromXml(XmlElement const & element)
     return true;
 }
 
+// AddFilter for each item, with the values that are there looked up and not walked.
 void CTLEnumValueDefinition::ParseFilter(XmlElement const & element)
 {
     std::wstring const key = internal::AttributeBySubscript(element, L"Name");
+    std::set<std::wstring_view> known;
+    if (m_filters != nullptr)
+        for (auto [at, end] = m_filters->equal_range(key); at != end; ++at)
+            known.insert(at->second);
     internal::ForEachChild(element,
                            [&](XmlElement const & item)
                            {
-                               if (item.Name() == L"Item")
-                                   AddFilter(key, item.Value());
+                               if (item.Name() != L"Item" || known.contains(item.Value()))
+                                   return;
+                               if (m_filters == nullptr)
+                                   m_filters = std::make_shared<Filters>();
+                               known.insert(m_filters->emplace(key, item.Value())->second);
                            });
 }
 

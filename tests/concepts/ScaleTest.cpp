@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <thread>
 
 namespace
@@ -104,33 +104,34 @@ std::size_t AskEverything(CTLDynamicConceptMetadata const & shape)
     return found;
 }
 
+// Processor time, for the machine may have other work; the best of some rounds.
 double Seconds(int scale)
 {
-    Documents const documents = Make(1500 * scale, 10, 50 * scale, 40 * scale);
+    Documents const documents = Make(1500 * scale, 10, 50 * scale, 40);
     double best = 1e9;
-    for (int round = 0; round < 3; ++round)
+    for (int round = 0; round < 5; ++round)
     {
-        auto const start = std::chrono::steady_clock::now();
+        std::clock_t const start = std::clock();
         auto const shape = Load(documents);
         AskEverything(*shape);
         EXPECT_NE(shape->CreateSupportedMetadata(L"Value1,Value2"), nullptr);
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        best = std::min(best, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
     }
     return best;
 }
 
 TEST(Scale, WorkGrowsWithTheSize)
 {
-    // Four times the fields, options' lists and enums (and sixteen times the values); quadratic work would take at
-    // least sixteen times as long on the fields' side and far more in binding.
+    // Four times the fields, the lists' lengths and the enums: four times the work, where quadratic work would be
+    // sixteen times as much.
     double const small = Seconds(1);
     double const large = Seconds(4);
-    EXPECT_LT(large, 40 * small) << small << " s, " << large << " s";
+    EXPECT_LT(large, 12 * small + 0.02) << small << " s, " << large << " s";
 }
 
 TEST(Scale, AFullSetLoadsBindsAndAnswers)
 {
-    auto const start = std::chrono::steady_clock::now();
+    std::clock_t const start = std::clock();
     auto const shape = Load(Make(6000, 150, 700, 40));
     std::size_t const found = AskEverything(*shape);
     EXPECT_EQ(found, 6000U + 6000U + 2U * 2000U + 40U);
@@ -141,7 +142,7 @@ TEST(Scale, AFullSetLoadsBindsAndAnswers)
         if (field != shape->GetSelector())
             record.Set(field->GetName(), field->HasTypeMetadata() ? CGenericVal(L"VALUE20") : CGenericVal(L"1.5"));
     EXPECT_EQ(record.size(), 6000U);
-    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 30.0);
+    EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 30.0);
 }
 
 TEST(Scale, ManyThreadsReadOneFreshShape)

@@ -181,6 +181,11 @@ TEST(ConceptRegistry, EveryItemIsATextValue)
     ASSERT_TRUE(key.GetValue(L"Amount", text));
     EXPECT_EQ(text, L"-12.5");
 
+    // Values come in the order in which they were written, so the selector comes first whatever the fields are called.
+    CTLDynamicConcept whole(ticket.GetMetadata());
+    EXPECT_TRUE(whole.SerializeRegistry(key, false));
+    EXPECT_TRUE(whole == ticket);
+
     key.SetValue(L"12", L"99.5");   // by id; whichever of the two comes later stands
     key.SetValue(L"Unknown", L"x"); // no field
     key.SetValue(L"Lots", 5);       // no text

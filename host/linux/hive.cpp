@@ -391,6 +391,15 @@ LSTATUS Hive::Enumerate(KeyId id, Kind kind, DWORD index, Output const & output)
                 LSTATUS const key = ExistsLocked(id);
                 return key != ERROR_SUCCESS ? key : ERROR_NO_MORE_ITEMS;
             }
+            // A row that lies no farther on, or has a place of another type, comes of damage. The caller asks for the
+            // next index until there is none, and would be given that row for ever.
+            bool const isFarther = kind == Kind::keys
+                                       ? sqlite3_column_type(query, 0) == SQLITE_TEXT &&
+                                             (!goesOn || TextColumn(query, 0) > std::string_view(m_position.folded))
+                                       : sqlite3_column_type(query, 0) == SQLITE_INTEGER &&
+                                             (!goesOn || sqlite3_column_int64(query, 0) > m_position.place);
+            if (!isFarther)
+                return ERROR_BADDB;
             LSTATUS copied = ERROR_SUCCESS;
             if (kind == Kind::values)
             {

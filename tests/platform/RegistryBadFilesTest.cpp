@@ -164,6 +164,41 @@ TEST_F(RegistryBadFilesTest, DamageGivesAStatusAndReadingChangesNothing)
     EXPECT_GT(refused, 20) << "the damage was not seen";
 }
 
+// Rows that sort behind every place and name would be the next ones for ever.
+TEST_F(RegistryBadFilesTest, AnEnumerationEndsWhateverTheRowsHold)
+{
+    std::string const hive = MakeHive();
+    for (char const * change : {"UPDATE vals SET place=place+0.5", "UPDATE vals SET place='p'||place",
+                                "UPDATE vals SET place=9223372036854775806+place WHERE place=1",
+                                "UPDATE keys SET folded=CAST(folded AS BLOB)"})
+    {
+        SCOPED_TRACE(change);
+        RegistryFolder const own;
+        WriteFile(own.UserHive(), hive);
+        sqlite3 * db = nullptr;
+        sqlite3_open(own.UserHive().c_str(), &db);
+        EXPECT_EQ(sqlite3_exec(db, change, nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(db);
+        bool const ofKeys = std::string_view(change).find("keys") != std::string_view::npos;
+        HKEY key = HKEY_CURRENT_USER;
+        if (!ofKeys)
+        {
+            ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Key7", 0, KEY_ALL_ACCESS, &key), ERROR_SUCCESS);
+            SetNumber(key, L"another", 1);
+        }
+        LSTATUS status = ERROR_SUCCESS;
+        for (DWORD index = 0; status == ERROR_SUCCESS && index < 1000; ++index)
+        {
+            wchar_t name[300];
+            DWORD length = 300;
+            status = ofKeys ? RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr)
+                            : RegEnumValueW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        }
+        EXPECT_EQ(status, ERROR_BADDB);
+        RegCloseKey(key);
+    }
+}
+
 TEST_F(RegistryBadFilesTest, ALockedHiveGivesBusyPromptly)
 {
     HKEY key;

@@ -213,7 +213,7 @@ int CDateTime::CompareToMilisecondResolution(double a, double b) noexcept
 
 unsigned char CDateTime::DaysInMonth(unsigned long year, ECalendarMonth month) noexcept
 {
-    return DaysInMonthOneBased(year, month == InvalidMonth ? 0 : static_cast<int>(month) + 1);
+    return DaysInMonth(year, static_cast<int>(month));
 }
 
 unsigned char CDateTime::DaysInMonth(unsigned long year, int month) noexcept

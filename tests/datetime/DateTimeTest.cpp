@@ -85,6 +85,7 @@ TEST(DateTime, TheLeapYearRuleIsItsOwn)
     EXPECT_EQ(CDateTime::DaysInMonth(2023, 12), 0);
     EXPECT_EQ(CDateTime::DaysInMonth(2023, December), 31);
     EXPECT_EQ(CDateTime::DaysInMonth(2023, InvalidMonth), 0);
+    EXPECT_EQ(CDateTime::DaysInMonth(2023, static_cast<ECalendarMonth>(INT_MAX)), 0);
     EXPECT_EQ(CDateTime::DaysInMonthOneBased(2023, 0), 0);
     // It decides what the setters allow, though the platform knows the day.
     CDateTime date = Day(2400, 2, 1);

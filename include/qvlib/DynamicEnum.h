@@ -56,6 +56,7 @@ public:
     bool HasMetadata() const noexcept { return m_metadata != nullptr; }
     /// Nothing is chosen afterwards, also when it is the same metadata.
     void SetMetadata(MetadataPtr metadata) noexcept;
+    /// Nothing is chosen afterwards; the metadata stays.
     void Reset() noexcept { m_value.reset(); }
     /// Nothing is chosen.
     bool IsEmpty() const noexcept { return m_value == nullptr; }
@@ -64,6 +65,7 @@ public:
 
     /// The chosen value, or the default, which is chosen by this; null when there is none.
     ValuePtr const & GetDefinition() const;
+    /// Of that definition; unexpected_error when there is none.
     int GetCode() const;
     std::wstring const & GetName() const;
     std::wstring const & GetDisplay() const;
@@ -73,6 +75,7 @@ public:
     /// 4294967295 when nothing is chosen.
     unsigned int GetIndexOfValue() const noexcept;
 
+    /// By display, in any context; like an assignment otherwise.
     void FromDisplay(std::wstring const & text);
     void FromDisplay(wchar_t const * text);
     /// A code or a name. False, and nothing changed, when there is no such value; nothing is reported.

@@ -77,6 +77,7 @@ public:
 
     /// Stored unchecked.
     void SetDefault(ValuePtr value) noexcept { m_default = std::move(value); }
+    /// Adds to the filter keys, which copies share.
     void SetFilterKey(std::wstring key);
     /// Appends the value, or drops it when one of that name is there. Null throws unexpected_error.
     void AddValue(ValuePtr value);

@@ -57,6 +57,7 @@ public:
     bool HasType() const noexcept { return !m_type.empty(); }
     bool HasTypeMetadata() const noexcept { return m_typeMetadata != nullptr; }
     bool HasAttributes() const noexcept { return m_attributes != nullptr && !m_attributes->empty(); }
+    /// Whether there is an attribute of exactly that name.
     bool HasAttribute(std::wstring const & name) const;
     /// Points into the definition, or holds nothing.
     NullableValue<std::wstring const *> GetAttribute(std::wstring const & name) const;
@@ -64,10 +65,12 @@ public:
     /// The id where there is one, otherwise the name.
     NameOrId GetKey() const;
 
+    /// Binds the field, in place of an earlier binding; null unbinds it.
     void SetTypeMetadata(std::shared_ptr<CTLDynamicEnumMetadata const> metadata) noexcept;
 
     /// False, and nothing changed, when the element is no "Field".
     bool FromXml(XmlElement const & element);
+    /// The three attributes that every field has, empty ones too, then the free-form ones.
     std::shared_ptr<XmlElement> ToXml() const;
 
 private:

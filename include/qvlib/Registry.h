@@ -74,6 +74,7 @@ public:
     bool EnumValue(unsigned long index, CQVString & name) const;
     /// The same as EnumValue().
     bool EnumKey(unsigned long index, CQVString & name) const;
+    /// False when there is no such value, too.
     bool DeleteValue(wchar_t const * name);
     /// Deletes a sub-key of the key in use. Without `recursive` it must have no sub-keys of its own.
     bool DeleteKey(wchar_t const * name, bool recursive);

@@ -72,6 +72,7 @@ public:
     /// Drops the properties; the name stays.
     void clear() noexcept { m_properties.clear(); }
 
+    /// Whether the key is present.
     bool ContainsProperty(NameOrIdView key) const { return m_properties.find(key) != m_properties.end(); }
     /// A copy of the value; unexpected_error when the key is absent.
     CGenericVal GetProperty(NameOrIdView key) const;
@@ -79,6 +80,7 @@ public:
     CGenericVal TryGetProperty(NameOrIdView key) const;
     /// True and the value, or false and `out` emptied.
     bool TryGetProperty(NameOrIdView key, CGenericVal & out) const;
+    /// A copy of the value, or of `fallback`.
     CGenericVal GetPropertyOrDefault(NameOrIdView key, CGenericVal const & fallback) const;
     /// Adds the property or replaces its value; its displayId is emptied either way. Nothing changes when memory runs
     /// out.
@@ -94,6 +96,7 @@ public:
 
     /// False when the element is none of settings, or malformed; what was read before the fault stays.
     bool FromXml(XmlElement const & element);
+    /// The type is left out for text, the displayId where it is empty.
     std::shared_ptr<XmlElement> ToXml() const;
 
     /// The readers of the XML form, piece by piece. False for a wrong element, key, type or value.

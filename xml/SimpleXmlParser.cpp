@@ -2,6 +2,7 @@
 
 #include "qvlib/Conversions.h"
 #include "qvlib/Exceptions.h"
+#include "xml/internal/open_reader.h"
 
 #include <cstdint>
 
@@ -39,16 +40,7 @@ void CSimpleXmlParser::Parse()
 
 void CSimpleXmlParser::Initialize()
 {
-    void * reader = nullptr;
-    HRESULT result = CreateXmlReader(host::kInterfaceId<IXmlReader>, &reader, nullptr);
-    if (SUCCEEDED(result))
-    {
-        m_reader.Attach(static_cast<IXmlReader *>(reader));
-        result = m_reader->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit);
-    }
-    if (SUCCEEDED(result))
-        result = m_reader->SetInput(m_stream);
-    if (FAILED(result))
+    if (FAILED(xml::OpenReader(m_stream, m_reader)))
         throw unexpected_error(kInitializeFailure);
 }
 

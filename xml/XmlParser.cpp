@@ -3,6 +3,7 @@
 #include "qvlib/XmlElement.h"
 #include "qvlib/host/utf16.h"
 #include "xml/internal/load_xml_parser.h"
+#include "xml/internal/open_reader.h"
 #include "xml/internal/tree_builder.h"
 #include "xml/internal/xml_message.h"
 
@@ -102,16 +103,7 @@ void XmlParser::Parse()
 
 void XmlParser::Initialize()
 {
-    void * reader = nullptr;
-    HRESULT result = CreateXmlReader(host::kInterfaceId<IXmlReader>, &reader, nullptr);
-    if (SUCCEEDED(result))
-    {
-        m_reader.Attach(static_cast<IXmlReader *>(reader));
-        result = m_reader->SetProperty(XmlReaderProperty_DtdProcessing, DtdProcessing_Prohibit);
-    }
-    if (SUCCEEDED(result))
-        result = m_reader->SetInput(m_stream);
-    if (FAILED(result))
+    if (FAILED(xml::OpenReader(m_stream, m_reader)))
         throw ParserException(kInitializeFailure);
 }
 

@@ -79,6 +79,7 @@
 #include <qvlib/host/dates.h>
 #include <qvlib/host/debug.h>
 #include <qvlib/host/error.h>
+#include <qvlib/host/export.h>
 #include <qvlib/host/file.h>
 #include <qvlib/host/locale.h>
 #include <qvlib/host/memory.h>

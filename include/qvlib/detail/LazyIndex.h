@@ -15,13 +15,6 @@
 #include <atomic>
 #include <cstdint>
 
-// Private members of an exported class that nobody outside the library can call: calls of them need no indirection.
-#if defined(_WIN32)
-#define QVLIB_LOCAL
-#else
-#define QVLIB_LOCAL __attribute__((visibility("hidden")))
-#endif
-
 namespace qvlib::detail
 {
 

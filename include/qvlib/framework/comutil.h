@@ -19,10 +19,6 @@
 // Thread rule: thread-compatible; `_bstr_t`s that share a text are independent.
 #pragma once
 
-#if defined(_WIN32)
-#include <comdef.h>
-#else
-
 #include "qvlib/export.h"
 #include "qvlib/host/com.h"
 #include "qvlib/host/variant.h"
@@ -339,5 +335,3 @@ public:
     /// Narrow (UTF-8) text.
     void SetString(char const * text);
 };
-
-#endif

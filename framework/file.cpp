@@ -132,6 +132,18 @@ UINT CFile::GetBufferPtr(UINT command, UINT, void **, void **)
     return 0;
 }
 
+BOOL CFile::GetStatus(LPCWSTR fileName, CFileStatus & status)
+{
+    DWORD const attributes = GetFileAttributesW(fileName);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return FALSE;
+    status.m_attribute = attributes;
+    status.m_size = 0;
+    status.m_szFullName = fileName;
+    qvlib::host::NativeFile::Size(fileName, status.m_size);
+    return TRUE;
+}
+
 void CFile::Remove(LPCWSTR fileName) { Check(qvlib::host::NativeFile::Remove(fileName), fileName); }
 
 void CFile::Rename(LPCWSTR oldName, LPCWSTR newName)

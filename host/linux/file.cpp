@@ -1,5 +1,6 @@
 #include "qvlib/host/file.h"
 
+#include "host/linux/internal/file_status.h"
 #include "qvlib/host/path.h"
 
 #include <algorithm>
@@ -12,9 +13,6 @@
 #include <unistd.h>
 
 namespace qvlib::host
-{
-
-namespace
 {
 
 LSTATUS StatusOf(int error) noexcept
@@ -75,6 +73,9 @@ LSTATUS StatusOfPath(int error, std::string const & path)
     }
     return StatusOf(error);
 }
+
+namespace
+{
 
 LSTATUS LastStatus() noexcept { return StatusOf(errno); }
 
@@ -196,6 +197,16 @@ LSTATUS NativeFile::Flush() noexcept
     if (::fsync(static_cast<int>(m_handle)) == 0 || errno == EINVAL || errno == EROFS) // EINVAL: no storage behind it
         return ERROR_SUCCESS;
     return LastStatus();
+}
+
+LSTATUS NativeFile::Size(wchar_t const * path, unsigned long long & size)
+{
+    std::string const native = NativePath(path);
+    struct stat status;
+    if (::stat(native.c_str(), &status) != 0)
+        return StatusOfPath(errno, native);
+    size = S_ISREG(status.st_mode) ? static_cast<unsigned long long>(status.st_size) : 0;
+    return ERROR_SUCCESS;
 }
 
 LSTATUS NativeFile::Remove(wchar_t const * path)

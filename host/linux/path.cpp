@@ -2,6 +2,7 @@
 
 #include "qvlib/host/utf8.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -14,6 +15,32 @@ namespace qvlib::host
 
 namespace
 {
+
+constexpr std::size_t kLongestPath = 32767; // the platform's limit
+constexpr wchar_t kEscape = 0xDC00;
+
+wchar_t EscapedByte(char byte) { return static_cast<wchar_t>(kEscape + static_cast<unsigned char>(byte)); }
+
+bool IsEscape(wchar_t character)
+{
+    return character == EscapedByte('\\') || (character >= kEscape + 0x80 && character <= kEscape + 0xFF);
+}
+
+void AppendNative(std::string & native, std::wstring_view name)
+{
+    while (!name.empty())
+    {
+        std::size_t plain = 0;
+        while (plain < name.size() && !IsEscape(name[plain]))
+            ++plain;
+        std::size_t const before = native.size();
+        native.resize(before + Utf8Length(name.data(), plain));
+        EncodeUtf8(name.data(), plain, native.data() + before);
+        name.remove_prefix(plain);
+        for (; !name.empty() && IsEscape(name.front()); name.remove_prefix(1))
+            native += static_cast<char>(name.front() - kEscape);
+    }
+}
 
 bool Exists(std::string const & path)
 {
@@ -68,7 +95,9 @@ bool SameButForCase(std::wstring_view a, std::wstring_view b)
 // order in which the file system lists. Empty when there is none.
 std::string FindNoCase(std::string const & folder, std::string const & name)
 {
-    std::wstring const wanted = FromUtf8(name);
+    std::wstring wanted;
+    PlatformName(name, wanted);
+    std::wstring listed;
     std::string found;
     DIR * const entries = ::opendir(folder.empty() ? "." : folder.c_str());
     if (entries == nullptr)
@@ -76,8 +105,11 @@ std::string FindNoCase(std::string const & folder, std::string const & name)
     try
     {
         while (dirent const * const entry = ::readdir(entries))
-            if (SameButForCase(FromUtf8(entry->d_name), wanted) && (found.empty() || found > entry->d_name))
+        {
+            PlatformName(entry->d_name, listed);
+            if (SameButForCase(listed, wanted) && (found.empty() || found > entry->d_name))
                 found = entry->d_name;
+        }
     }
     catch (...)
     {
@@ -96,7 +128,7 @@ std::string NativePath(wchar_t const * path)
         return {};
     std::wstring_view rest(path);
     if (rest.find(L'/') != std::wstring_view::npos)
-        return ToUtf8(rest);
+        return NativeName(rest);
 
     if (rest.substr(0, 4) == L"\\\\?\\" || rest.substr(0, 4) == L"\\\\.\\")
         rest.remove_prefix(4); // the platform's mark of a literal path
@@ -109,11 +141,29 @@ std::string NativePath(wchar_t const * path)
     else if (!rest.empty() && rest[0] == L'\\')
         native = "/";
 
+    std::string const start = native;
+    std::wstring_view written = rest;
+    while (!written.empty())
+    {
+        std::size_t const end = std::min(written.find(L'\\'), written.size());
+        if (end != 0)
+        {
+            if (!native.empty() && native.back() != '/')
+                native += '/';
+            AppendNative(native, written.substr(0, end));
+        }
+        written.remove_prefix(std::min(end + 1, written.size()));
+    }
+    if (Exists(native))
+        return native;
+
+    // Not there as written, as a whole: find out from which name on.
+    native = start;
     bool exists = true; // of what stands in `native` so far
     while (!rest.empty())
     {
         std::size_t const end = rest.find(L'\\');
-        std::string const name = ToUtf8(rest.substr(0, end));
+        std::string const name = NativeName(rest.substr(0, end));
         bool const last = end == std::wstring_view::npos;
         rest.remove_prefix(last ? rest.size() : end + 1);
         if (name.empty())
@@ -130,6 +180,75 @@ std::string NativePath(wchar_t const * path)
             exists = false;
     }
     return native;
+}
+
+std::string NativeName(std::wstring_view name)
+{
+    std::string native;
+    AppendNative(native, name);
+    return native;
+}
+
+std::wstring PlatformPath(std::string_view native)
+{
+    std::wstring path;
+    std::wstring name;
+    while (true)
+    {
+        std::size_t const end = native.find('/');
+        PlatformName(native.substr(0, end), name);
+        path += name;
+        if (end == std::string_view::npos)
+            return path;
+        path += L'\\';
+        native.remove_prefix(end + 1);
+    }
+}
+
+void PlatformName(std::string_view name, std::wstring & wide)
+{
+    wide.resize(name.size());
+    std::size_t i = 0;
+    while (i < name.size() && static_cast<unsigned char>(name[i]) < 0x80 && name[i] != '\\')
+    {
+        wide[i] = static_cast<wchar_t>(name[i]);
+        ++i;
+    }
+    if (i == name.size())
+        return;
+    bool valid = false;
+    std::size_t length = DecodeUtf8(name.data(), name.size(), wide.data(), &valid);
+    if (!valid)
+    {
+        length = 0;
+        for (std::size_t at = 0; at < name.size();)
+        {
+            // One character at a time: the shortest run of bytes that decodes.
+            std::size_t run = 1;
+            wchar_t decoded[4];
+            for (valid = false; run <= 4 && at + run <= name.size(); ++run)
+                if (DecodeUtf8(name.data() + at, run, decoded, &valid) == 1 && valid)
+                    break;
+            wide[length++] = valid ? decoded[0] : EscapedByte(name[at]);
+            at += valid ? run : 1;
+        }
+    }
+    wide.resize(length);
+    std::replace(wide.begin(), wide.end(), L'\\', EscapedByte('\\'));
+}
+
+bool IsAllowedPath(wchar_t const * path)
+{
+    std::wstring_view rest(path == nullptr ? L"" : path);
+    if (rest.empty() || rest.size() > kLongestPath)
+        return false;
+    if (rest.find(L'/') != std::wstring_view::npos)
+        return true;
+    if (rest.substr(0, 4) == L"\\\\?\\" || rest.substr(0, 4) == L"\\\\.\\")
+        rest.remove_prefix(4);
+    if (rest.size() >= 2 && rest[1] == L':')
+        rest.remove_prefix(2);
+    return rest.find_first_of(L"*?\"<>|:") == std::wstring_view::npos;
 }
 
 } // namespace qvlib::host

@@ -8,6 +8,7 @@
 #include <qvlib/framework/comutil.h>
 #include <qvlib/framework/exceptions.h>
 #include <qvlib/framework/file.h>
+#include <qvlib/framework/filefind.h>
 #include <qvlib/framework/list.h>
 #include <qvlib/framework/map.h>
 #include <qvlib/framework/memfile.h>
@@ -36,6 +37,8 @@
 #include <qvlib/EnumValueDefinition.h>
 #include <qvlib/Exceptions.h>
 #include <qvlib/FieldDefinition.h>
+#include <qvlib/FileEnumerator.h>
+#include <qvlib/FileSystem.h>
 #include <qvlib/FuzzyStringPattern.h>
 #include <qvlib/GenericVal.h>
 #include <qvlib/HexDump.h>
@@ -44,6 +47,7 @@
 #include <qvlib/NameValue.h>
 #include <qvlib/NameValueGrammar.h>
 #include <qvlib/NullableValue.h>
+#include <qvlib/PathUrl.h>
 #include <qvlib/QVString.h>
 #include <qvlib/RectF.h>
 #include <qvlib/Registry.h>
@@ -75,12 +79,14 @@
 #include <qvlib/host/codepage.h>
 #include <qvlib/host/com.h>
 #include <qvlib/host/crt.h>
+#include <qvlib/host/crt_path.h>
 #include <qvlib/host/crt_time.h>
 #include <qvlib/host/dates.h>
 #include <qvlib/host/debug.h>
 #include <qvlib/host/error.h>
 #include <qvlib/host/export.h>
 #include <qvlib/host/file.h>
+#include <qvlib/host/folder.h>
 #include <qvlib/host/locale.h>
 #include <qvlib/host/memory.h>
 #include <qvlib/host/modules.h>

@@ -16,6 +16,14 @@
 #include "qvlib/host/file.h"
 #include "qvlib/host/types.h"
 
+/// What CFile::GetStatus tells.
+struct CFileStatus
+{
+    ULONGLONG m_size = 0;  ///< bytes of a file, 0 of a directory
+    DWORD m_attribute = 0; ///< FILE_ATTRIBUTE_, 0x10 for a directory
+    CString m_szFullName;  ///< the path as it was asked for
+};
+
 class QVLIB_API CFile
 {
 public:
@@ -106,6 +114,9 @@ public:
     /// A pointer holds until the file's next operation.
     virtual UINT GetBufferPtr(UINT command, UINT count = 0, void ** start = nullptr, void ** stop = nullptr);
 
+    /// Whether something stands at the path, and what; links are followed, and one that leads nowhere counts as
+    /// nothing. FALSE leaves `status` as it was.
+    static BOOL GetStatus(LPCWSTR fileName, CFileStatus & status);
     /// Deletes, and renames or moves, a file that is not open. Throw CFileException.
     static void Remove(LPCWSTR fileName);
     static void Rename(LPCWSTR oldName, LPCWSTR newName);

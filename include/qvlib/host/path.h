@@ -7,9 +7,13 @@
 //
 // In a path of the platform, names match as written. Where one does not exist as written, but one does that differs
 // only in the case of its letters, that one is meant.
+//
+// A name of the system is any row of bytes. A byte that is no UTF-8, and a backslash, stands in a path of the platform
+// as the lone surrogate 0xDC00 + byte, and becomes that byte again on the way back: what a folder lists can be opened.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "qvlib/export.h"
 
@@ -20,5 +24,16 @@ namespace qvlib::host
 /// Nothing needs to exist, but for the default folder of a drive, which is made at its first use. Thread-safe as long
 /// as nobody changes the environment.
 QVLIB_API std::string NativePath(wchar_t const * path);
+/// The bytes of one name. Thread-safe.
+QVLIB_API std::string NativeName(std::wstring_view name);
+
+/// The platform's path for a path of the system: `/a/b` gives `\a\b`, which names the same file. Thread-safe.
+QVLIB_API std::wstring PlatformPath(std::string_view native);
+/// The wide text of one name of the system, in place of what `wide` held. Thread-safe.
+QVLIB_API void PlatformName(std::string_view name, std::wstring & wide);
+
+/// Whether the platform would let something of that name be made: not an empty path, not longer than 32767, and none of
+/// * ? " < > | and no colon but the drive's. A path with a slash may be any, as the system's own are. Thread-safe.
+QVLIB_API bool IsAllowedPath(wchar_t const * path);
 
 } // namespace qvlib::host

@@ -1,0 +1,269 @@
+#include "qvlib/FileSystem.h"
+
+#include "platform/internal/join_path.h"
+#include "qvlib/DateTime.h"
+#include "qvlib/HexDump.h"
+#include "qvlib/PathUrl.h"
+#include "qvlib/framework/file.h"
+#include "qvlib/framework/filefind.h"
+#include "qvlib/host/error.h"
+#include "qvlib/host/file.h"
+#include "qvlib/host/path.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <string_view>
+#include <vector>
+
+namespace qvlib
+{
+
+namespace
+{
+
+constexpr int kLastUniqueNumber = 999;
+constexpr std::size_t kTempPathCapacity = 246; // leaves room for a file name in a path of 260
+
+bool HasText(wchar_t const * text) { return text != nullptr && *text != L'\0'; }
+
+// One step of a finder: makes an entry current. `more` tells whether there is one at all, then whether one follows.
+bool Step(CFileFind & finder, bool & more)
+{
+    if (!more)
+        return false;
+    more = finder.FindNextFile() != FALSE;
+    return true;
+}
+
+bool IsRealDirectory(CFileFind const & finder) { return finder.IsDirectory() != FALSE && finder.IsDots() == FALSE; }
+
+} // namespace
+
+bool FileSystem::FileExists(wchar_t const * path)
+{
+    CFileStatus status;
+    return CFile::GetStatus(path, status) != FALSE && (status.m_attribute & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool FileSystem::DirectoryExists(wchar_t const * path)
+{
+    CFileStatus status;
+    return CFile::GetStatus(path, status) != FALSE && (status.m_attribute & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool FileSystem::CreateEmptyFile(wchar_t const * path)
+{
+    CFile file;
+    return host::IsAllowedPath(path) && file.Open(path, CFile::modeCreate | CFile::modeWrite) != FALSE;
+}
+
+bool FileSystem::CreateNewDirectory(wchar_t const * path, bool recursive)
+{
+    if (!host::IsAllowedPath(path))
+        return false;
+    if (recursive)
+    {
+        // From the innermost parent outwards until one is there, then back: a loop, as a path may have any number of
+        // names, and only their lengths, as it may be long.
+        std::vector<int> missing;
+        for (CQVString parent = ParentPath(path); !parent.IsEmpty() && !DirectoryExists(parent);
+             parent = ParentPath(parent))
+            missing.push_back(parent.GetLength());
+        CQVString const whole(path);
+        for (; !missing.empty(); missing.pop_back())
+        {
+            CQVString const parent = whole.Left(missing.back());
+            // A doubled separator names one directory twice.
+            if (CreateDirectoryW(parent, nullptr) == FALSE && !DirectoryExists(parent))
+                return false;
+        }
+    }
+    return CreateDirectoryW(path, nullptr) != FALSE;
+}
+
+bool FileSystem::EnsureDirectoryExists(wchar_t const * path, bool recursive)
+{
+    return DirectoryExists(path) || CreateNewDirectory(path, recursive);
+}
+
+bool FileSystem::DeleteDirectory(wchar_t const * path, bool contentIsGone)
+{
+    DWORD const attributes = GetFileAttributesW(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return false;
+    // What a link leads to belongs to others.
+    bool const isLink = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    if (!contentIsGone && !isLink && !DeleteDirectoryContent(path))
+        return false;
+    return RemoveDirectoryW(path) != FALSE;
+}
+
+bool FileSystem::DeleteDirectoryContent(wchar_t const * path)
+{
+    if (!HasText(path)) // "\*" would be the whole system
+        return false;
+    CFileFind finder;
+    bool more = finder.FindFile(JoinPath(path, L"*").GetString()) != FALSE;
+    if (!more)
+        return false;
+    while (Step(finder, more))
+    {
+        if (finder.IsDots() != FALSE)
+            continue;
+        CString const entry = finder.GetFilePath();
+        bool const gone = finder.IsDirectory() != FALSE
+                              ? DeleteDirectoryContent(entry) && RemoveDirectoryW(entry) != FALSE
+                              : DeleteFileW(entry) != FALSE;
+        if (!gone)
+            return false;
+    }
+    return true;
+}
+
+bool FileSystem::DeleteDirectoryFiles(wchar_t const * path, wchar_t const * pattern, bool recursive)
+{
+    if (!HasText(path))
+        return false;
+    CFileFind finder;
+    bool more = finder.FindFile(JoinPath(path, HasText(pattern) ? pattern : L"*").GetString()) != FALSE;
+    if (!more)
+        return GetLastError() == static_cast<DWORD>(ERROR_FILE_NOT_FOUND) && DirectoryExists(path);
+    while (Step(finder, more))
+    {
+        if (finder.IsDirectory() == FALSE)
+        {
+            if (DeleteFileW(finder.GetFilePath()) == FALSE)
+                return false;
+        }
+        // Kept on purpose, as callers count on it: the pattern picks the directories to visit, and is not applied in
+        // them.
+        else if (recursive && finder.IsDots() == FALSE && !DeleteDirectoryFiles(finder.GetFilePath(), L"*", true))
+            return false;
+    }
+    return true;
+}
+
+bool FileSystem::DeleteDirectoryFiles(wchar_t const * path, bool recursive)
+{
+    return DeleteDirectoryFiles(path, nullptr, recursive);
+}
+
+bool FileSystem::DirectoryHasFiles(wchar_t const * path, bool recursive)
+{
+    if (!HasText(path))
+        return false;
+    CFileFind finder;
+    for (bool more = finder.FindFile(JoinPath(path, L"*").GetString()) != FALSE; Step(finder, more);)
+    {
+        if (finder.IsDirectory() == FALSE)
+            return true;
+        if (recursive && IsRealDirectory(finder) && DirectoryHasFiles(finder.GetFilePath(), true))
+            return true;
+    }
+    return false;
+}
+
+bool FileSystem::RenameDirectory(wchar_t const * path, wchar_t const * newName)
+{
+    if (!HasText(newName) || !DirectoryExists(path))
+        return false;
+    CQVString const parent = ParentPath(path);
+    CQVString const target = parent.IsEmpty() && *path != L'\\' ? CQVString(newName) : JoinPath(parent, newName);
+    if (ParentPath(target).CompareNoCase(parent) != 0)
+        return false;
+    return MoveFileW(path, target) != FALSE;
+}
+
+CQVString FileSystem::GetKnownFolderPath(int folder)
+{
+    wchar_t path[MAX_PATH] = {};
+    return SHGetFolderPathW(nullptr, folder, nullptr, 0, path) == S_OK ? CQVString(path) : CQVString();
+}
+
+CQVString FileSystem::GetTempFileNameW(wchar_t const * directory, wchar_t const * prefix)
+{
+    wchar_t folder[kTempPathCapacity] = {};
+    if (directory == nullptr)
+    {
+        DWORD const length = GetTempPathW(static_cast<DWORD>(kTempPathCapacity), folder);
+        if (length == 0 || length >= kTempPathCapacity)
+            return {};
+    }
+    else
+    {
+        std::wstring_view const given(directory);
+        if (given.size() >= kTempPathCapacity)
+            return {};
+        std::copy(given.begin(), given.end(), folder);
+    }
+    wchar_t path[MAX_PATH] = {};
+    return ::GetTempFileNameW(folder, prefix, 0, path) != 0 ? CQVString(path) : CQVString();
+}
+
+void FileSystem::GetSubDirPathsRecurse(CStringArray & paths, CQVString const & path)
+{
+    CQVString directory(path);
+    directory.TrimRight(L'\\');
+    paths.Add(directory);
+    if (path.IsEmpty())
+        return;
+    CFileFind finder;
+    for (bool more = finder.FindFile(JoinPath(directory, L"*").GetString()) != FALSE; Step(finder, more);)
+        if (IsRealDirectory(finder))
+            GetSubDirPathsRecurse(paths, finder.GetFilePath());
+}
+
+CQVString FileSystem::BuildUniqueDirectoryName(wchar_t const * parent, wchar_t const * name)
+{
+    CQVString const folder =
+        HasText(parent) ? CQVString(parent) : GetKnownFolderPath(CSIDL_LOCAL_APPDATA | CSIDL_FLAG_CREATE);
+    CQVString base(name);
+    if (base.IsEmpty())
+    {
+        double const now = CDateTime::Now();
+        base = L"temp";
+        base += TLBytesToString(reinterpret_cast<unsigned char const *>(&now), sizeof now, 0, 0);
+    }
+    CPathUrl const path(TLMakePath(nullptr, folder.GetString(), base.GetString(), nullptr));
+    if (!path.IsValid())
+        return {};
+    CQVString unique = path.GetUrl();
+    CQVString candidate;
+    for (int number = 0; number <= kLastUniqueNumber && DirectoryExists(unique); ++number)
+    {
+        candidate.Format(L"%s%d", base.GetString(), number);
+        unique = TLMakePath(nullptr, folder.GetString(), candidate.GetString(), nullptr);
+    }
+    return unique;
+}
+
+bool FileSystem::PopulateDirectoryTree(CQVString const & root, int depth, int branches, int files,
+                                       wchar_t const * directoryPrefix, wchar_t const * filePrefix)
+{
+    wchar_t const * const directoryName = directoryPrefix != nullptr ? directoryPrefix : L"_dir";
+    wchar_t const * const fileName = filePrefix != nullptr ? filePrefix : L"_file";
+    if (!EnsureDirectoryExists(root, true))
+        return false;
+    CQVString name;
+    if (depth > 0)
+    {
+        int const count = std::max(branches, 1);
+        for (int i = 1; i <= count; ++i)
+        {
+            name.Format(L"%s%d", directoryName, i);
+            if (!PopulateDirectoryTree(JoinPath(root, name), depth - 1, branches, files, directoryName, fileName))
+                return false;
+            if (i == count) // the largest number has none behind it
+                break;
+        }
+    }
+    for (int i = 0; i < files;)
+    {
+        name.Format(L"%s%d", fileName, ++i);
+        if (!CreateEmptyFile(JoinPath(root, name)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace qvlib

@@ -1,4 +1,6 @@
-# Runs a program and compares what it prints with a file.
+# Runs a program on a registry of its own, empty at the start, and compares what it prints with a file.
+file(REMOVE_RECURSE ${registry})
+set(ENV{QVLIB_REGISTRY} ${registry})
 execute_process(COMMAND ${program} OUTPUT_VARIABLE printed RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "${program} ended with ${status}")

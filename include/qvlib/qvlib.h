@@ -35,12 +35,14 @@
 #include <qvlib/DynamicEnumMetadata.h>
 #include <qvlib/EnumHelper.h>
 #include <qvlib/EnumValueDefinition.h>
+#include <qvlib/Environment.h>
 #include <qvlib/Exceptions.h>
 #include <qvlib/FieldDefinition.h>
 #include <qvlib/FileEnumerator.h>
 #include <qvlib/FileSystem.h>
 #include <qvlib/FuzzyStringPattern.h>
 #include <qvlib/GenericVal.h>
+#include <qvlib/GlobalHandle.h>
 #include <qvlib/HexDump.h>
 #include <qvlib/JulianDate.h>
 #include <qvlib/NameOrId.h>
@@ -48,6 +50,7 @@
 #include <qvlib/NameValueGrammar.h>
 #include <qvlib/NullableValue.h>
 #include <qvlib/PathUrl.h>
+#include <qvlib/Process.h>
 #include <qvlib/QVString.h>
 #include <qvlib/RectF.h>
 #include <qvlib/Registry.h>
@@ -61,6 +64,7 @@
 #include <qvlib/SuffixAutomaton.h>
 #include <qvlib/SystemError.h>
 #include <qvlib/TextFunctions.h>
+#include <qvlib/Thread.h>
 #include <qvlib/Time.h>
 #include <qvlib/TimeResolution.h>
 #include <qvlib/TimeSpan.h>
@@ -91,6 +95,7 @@
 #include <qvlib/host/memory.h>
 #include <qvlib/host/modules.h>
 #include <qvlib/host/path.h>
+#include <qvlib/host/process.h>
 #include <qvlib/host/properties.h>
 #include <qvlib/host/registry.h>
 #include <qvlib/host/resources.h>

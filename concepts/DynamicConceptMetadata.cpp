@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <mutex>
+#include <utility>
 
 namespace qvlib
 {
@@ -61,7 +63,7 @@ bool CTLDynamicConceptMetadata::Equal(Relations const & a, Relations const & b)
                       [](auto const & left, auto const & right)
                       {
                           return left.first == right.first &&
-                                 (left.second == right.second || SameFields(left.second->fields, right.second->fields));
+                                 (left.second == right.second || SameFields(left.second->All(), right.second->All()));
                       });
 }
 
@@ -193,7 +195,7 @@ bool CTLDynamicConceptMetadata::IsRequired(NameOrIdView key, std::wstring_view o
     // A field that has an id is asked for by that id alone: kept on purpose, callers ask by the key in normal form.
     if (key.IsId() && key.Id() == 0)
         return false;
-    Fields const & fields = relation->second->fields;
+    Fields const & fields = relation->second->All();
     if (fields.size() > kWalkLimit)
     {
         auto const sameNameAs = [&fields](std::wstring_view name)
@@ -238,13 +240,62 @@ bool CTLDynamicConceptMetadata::IsRequired(NameOrIdView key, std::wstring_view o
                        });
 }
 
+void CTLDynamicConceptMetadata::Relation::Append(FieldPtr const & field)
+{
+    All();
+    keys.Drop();
+    m_fields.push_back(field);
+}
+
+void CTLDynamicConceptMetadata::Relation::Expect(std::size_t count)
+{
+    m_fields.reserve(count);
+    m_positions.reserve(count);
+}
+
+void CTLDynamicConceptMetadata::Relation::Append(std::shared_ptr<Fields const> const & owner,
+                                                 std::uint32_t const * positions, std::size_t count)
+{
+    keys.Drop();
+    if (m_owner != owner)
+        All();
+    std::size_t const size = m_fields.size() + m_positions.size() + count;
+    if (size > m_fields.capacity())
+        m_fields.reserve(std::max(size, 2 * m_fields.capacity()));
+    if (!m_fields.empty())
+    {
+        for (std::size_t i = 0; i < count; ++i)
+            m_fields.push_back((*owner)[positions[i]]);
+        return;
+    }
+    m_positions.insert(m_positions.end(), positions, positions + count);
+    m_owner = owner;
+    m_incomplete.store(true, std::memory_order_relaxed);
+}
+
+void CTLDynamicConceptMetadata::Relation::Complete() const noexcept
+{
+    // One lock for all: a list is completed once in its life.
+    static std::mutex s_completing;
+    std::lock_guard const lock(s_completing);
+    if (!m_incomplete.load(std::memory_order_relaxed))
+        return;
+    // There is room for all: no memory is asked for.
+    for (std::uint32_t const position : m_positions)
+        m_fields.push_back((*m_owner)[position]);
+    std::vector<std::uint32_t>().swap(m_positions);
+    m_owner.reset();
+    // Release: whoever sees the list as complete sees all of it.
+    m_incomplete.store(false, std::memory_order_release);
+}
+
 std::shared_ptr<CTLDynamicConceptMetadata::Fields const>
 CTLDynamicConceptMetadata::FieldsOf(Relations const & relations, std::wstring_view option) noexcept
 {
     auto const found = relations.find(option);
     if (found == relations.end())
         return nullptr;
-    return {found->second, &found->second->fields};
+    return {found->second, &found->second->All()};
 }
 
 std::shared_ptr<CTLDynamicConceptMetadata::Fields const>
@@ -264,11 +315,12 @@ void CTLDynamicConceptMetadata::AddRelation(std::wstring const & option, std::ws
     FieldPtr const * const field = FindFieldPosition(fieldName);
     if (field == nullptr)
         return;
-    auto & relation = (required ? m_requiredFields : m_optionalFields)[option];
-    if (relation == nullptr)
-        relation = std::make_shared<Relation>();
-    relation->keys.Drop();
-    relation->fields.push_back(*field);
+    Relations & relations = required ? m_requiredFields : m_optionalFields;
+    if (auto const entry = relations.find(option); entry != relations.end())
+        return entry->second->Append(*field);
+    auto made = std::make_shared<Relation>();
+    made->Append(*field);
+    relations.emplace(option, std::move(made));
 }
 
 bool CTLDynamicConceptMetadata::BindFieldMetadata(std::shared_ptr<CTLDynamicEnumMetadata const> const & metadata)

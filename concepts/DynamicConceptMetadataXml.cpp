@@ -1,13 +1,15 @@
 // The XML form of concepts: <DynamicConcept Name=""><Fields><Field .../></Fields><Selector Field=""><Option Value="">
 // <RequiredFields>a,b</RequiredFields>..., and the common <RequiredFields><Field>a</Field>...
 #include "concepts/internal/key_index.h"
+#include "concepts/internal/name_cutter.h"
 #include "concepts/internal/xml_attributes.h"
-#include "qvlib/DelimitedString.h"
 #include "qvlib/DynamicConceptMetadata.h"
 #include "qvlib/Exceptions.h"
 #include "qvlib/host/crt.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 namespace qvlib
 {
@@ -28,24 +30,6 @@ bool IsNumber(std::wstring const & text, unsigned int & number)
     long const value = host::wcstol(text.c_str(), &end, 10);
     number = static_cast<unsigned int>(value);
     return end == text.c_str() + text.size();
-}
-
-// The next non-empty name of a list, as CDelimitedString gives it, cut off its front; empty at the end.
-std::wstring_view NextName(std::wstring_view & rest)
-{
-    while (!rest.empty())
-    {
-        std::size_t const comma = std::min(rest.find(L','), rest.size());
-        wchar_t const * token = rest.data();
-        auto length = static_cast<unsigned long>(comma);
-        rest.remove_prefix(std::min(comma + 1, rest.size()));
-        auto const mayBeBlank = [](wchar_t c) { return c <= L' ' || c > 0x7E; };
-        if (length != 0 && (mayBeBlank(token[0]) || mayBeBlank(token[length - 1])))
-            CDelimitedString::TrimToken(token, length, L',');
-        if (length != 0)
-            return {token, length};
-    }
-    return {};
 }
 
 std::shared_ptr<XmlElement> NewElement(wchar_t const * name, std::wstring && text,
@@ -203,8 +187,7 @@ void CTLDynamicConceptMetadata::ParseSelectorOption(XmlElement const & element)
 }
 
 // AddRelation for each name of a list. Large documents are lists for the most part, and their names lead all over the
-// fields. So names are taken some at a time, with memory fetched for all of these at once, and one owner of all fields
-// counts for each entry, where counts of their own would lie all over the memory too.
+// fields. So names are taken some at a time, with memory fetched for all of these at once.
 void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring const & option,
                                              std::wstring const & list)
 {
@@ -212,21 +195,21 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
     struct Name
     {
         std::wstring_view text;
+        std::size_t place;
         std::uint32_t tag;
+        std::uint32_t guess;
     };
     Name batch[kAtATime];
-    FieldPtr const * found[kAtATime];
+    std::uint32_t found[kAtATime];
 
     internal::KeyIndex const * const index = FieldIndex();
-    Fields * fields = nullptr;
-    if (m_listOwner == nullptr)
-        m_listOwner = std::make_shared<Fields const>(m_fields);
-    std::wstring_view rest = internal::UpToNul(list);
+    Relation * relation = nullptr;
+    internal::NameCutter cutter(list);
     for (std::size_t count = kAtATime; count == kAtATime;)
     {
         for (count = 0; count < kAtATime; ++count)
         {
-            std::wstring_view const token = NextName(rest);
+            std::wstring_view const token = cutter.Next();
             if (token.empty())
                 break;
             Name & name = batch[count];
@@ -234,41 +217,46 @@ void CTLDynamicConceptMetadata::AddRelations(Relations & relations, std::wstring
             if (index != nullptr)
             {
                 name.tag = index->byName.Tag(name.text);
-                index->byName.Prefetch(name.tag);
+                name.place = index->byName.Place(name.tag);
             }
         }
         std::size_t known = 0;
-        for (std::size_t i = 0; i < count; ++i)
+        if (index != nullptr)
         {
-            FieldPtr const * field = nullptr;
-            if (index != nullptr)
+            for (std::size_t i = 0; i < count; ++i)
+                batch[i].guess = index->GuessKeptName(batch[i].tag, batch[i].place);
+            for (std::size_t i = 0; i < count; ++i)
             {
-                std::uint32_t const at = index->FindKeptName(batch[i].tag, batch[i].text);
-                field = at != internal::kNoPosition ? &m_fields[at] : nullptr;
+                found[known] = index->FindKeptName(batch[i].guess, batch[i].tag, batch[i].text);
+                known += found[known] != internal::kNoPosition;
             }
-            else
-                field = FindFieldPosition(NameOrIdView(batch[i].text));
-            if (field == nullptr)
-                continue;
-            found[known++] = field;
+        }
+        else
+        {
+            for (std::size_t i = 0; i < count; ++i)
+                if (FieldPtr const * const field = FindFieldPosition(NameOrIdView(batch[i].text)))
+                    found[known++] = static_cast<std::uint32_t>(field - m_fields.data());
         }
         if (known == 0)
             continue;
-        if (fields == nullptr)
+        if (m_listOwner == nullptr)
+            m_listOwner = std::make_shared<Fields const>(m_fields);
+        if (relation == nullptr)
         {
-            auto & relation = relations[option];
-            if (relation == nullptr)
-                relation = std::make_shared<Relation>();
-            relation->keys.Drop();
-            fields = &relation->fields;
-            // Room for as many names as the first ones let expect, but no more memory than the text itself takes.
-            if (fields->empty())
-                fields->reserve(known +
-                                std::min(rest.size() * count / (static_cast<std::size_t>(rest.data() - list.data())),
-                                         rest.size() / 4));
+            auto const entry = relations.find(option);
+            if (entry == relations.end())
+            {
+                auto made = std::make_shared<Relation>();
+                // Room for as many names as the first ones let expect, but no more memory than the text itself takes.
+                std::size_t const left = cutter.Left();
+                made->Expect(known + std::min(left * count / (list.size() + 1 - left), left / 4));
+                made->Append(m_listOwner, found, known);
+                relation = relations.emplace(option, std::move(made)).first->second.get();
+                continue;
+            }
+            relation = entry->second.get();
         }
-        for (std::size_t i = 0; i < known; ++i)
-            fields->emplace_back(m_listOwner, found[i]->get());
+        relation->Append(m_listOwner, found, known);
     }
 }
 
@@ -290,9 +278,9 @@ std::shared_ptr<XmlElement> CTLDynamicConceptMetadata::ToXml() const
     for (auto const & [name, relation] : m_requiredFields)
     {
         auto const option = NewElement(L"Option", {}, OneAttribute(L"Value", name), true);
-        option->AddChild(NewElement(L"RequiredFields", JoinNames(relation->fields), nullptr, false));
+        option->AddChild(NewElement(L"RequiredFields", JoinNames(relation->All()), nullptr, false));
         if (auto const optional = m_optionalFields.find(name); optional != m_optionalFields.end())
-            option->AddChild(NewElement(L"OptionalFields", JoinNames(optional->second->fields), nullptr, false));
+            option->AddChild(NewElement(L"OptionalFields", JoinNames(optional->second->All()), nullptr, false));
         selector->AddChild(option);
     }
     root->AddChild(selector);

@@ -72,6 +72,17 @@ std::uint64_t NextSeed(void const * salt) noexcept
 
 FirstMatchTable::FirstMatchTable(std::size_t expected)
 {
+    struct Keys
+    {
+        Keys() noexcept
+        {
+            for (std::uint32_t & key : keys)
+                key = static_cast<std::uint32_t>(NextSeed(this) >> 32);
+        }
+        alignas(16) std::uint32_t keys[kKeyCount];
+    };
+    static Keys const s_keys;
+    m_keys = s_keys.keys;
     std::size_t size = 16;
     while (size < 2 * expected)
         size *= 2;
@@ -88,7 +99,7 @@ void FirstMatchTable::Grow()
     m_mask = mask; // Home masks with it
     for (Slot const & slot : m_slots)
         if (slot.position != kNoPosition)
-            Place(slots, mask, slot);
+            Put(slots, mask, slot);
     m_slots.swap(slots);
 }
 

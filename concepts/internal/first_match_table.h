@@ -13,6 +13,10 @@
 #include <string_view>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace qvlib::internal
 {
 
@@ -64,9 +68,24 @@ public:
         {
             // Four characters a step, the last four once more where the length is no multiple: few branches that depend
             // on the length.
-            for (; left > 4; left -= 4, at += 4)
-                hash = Mix(hash, Four(at));
-            return Finish(Mix(hash, Four(at + left - 4)));
+            for (; left > kKeyCount; left -= kKeyCount, at += kKeyCount)
+            {
+                Products products;
+                for (std::size_t i = 0; i < kKeyCount; i += 4)
+                    products.Add(at + i, m_keys + i);
+                hash = Mix(hash, products.Sum());
+            }
+            Products products;
+            if (left < 4)
+            {
+                at -= 4 - left;
+                left = 4;
+            }
+            std::uint32_t const * key = m_keys;
+            for (; left > 4; left -= 4, at += 4, key += 4)
+                products.Add(at, key);
+            products.Add(at + left - 4, key);
+            return Finish(Mix(hash, products.Sum()));
         }
         for (; left != 0; --left, ++at)
             hash = Mix(hash, Pair(at[0], 0));
@@ -85,8 +104,13 @@ public:
     }
     static std::uint32_t Tag(std::uint32_t number) noexcept { return number; }
 
-    /// Lets the memory be fetched where Find will look for the tag.
-    void Prefetch(std::uint32_t tag) const noexcept { internal::Prefetch(&m_slots[Home(tag)]); }
+    /// Where FindTag begins to look for the tag. Lets the memory there be fetched.
+    std::size_t Place(std::uint32_t tag) const noexcept
+    {
+        std::size_t const place = Home(tag);
+        Prefetch(&m_slots[place]);
+        return place;
+    }
 
     /// The position of the key with that tag for which `same(position)` holds.
     template <class Same>
@@ -98,6 +122,14 @@ public:
             if (slot.position == kNoPosition || (slot.tag == tag && same(slot.position)))
                 return slot.position;
         }
+    }
+    /// The first position with that tag.
+    std::uint32_t FindTag(std::uint32_t tag, std::size_t place) const noexcept
+    {
+        Slot const * const slots = m_slots.data();
+        while (slots[place].tag != tag && slots[place].position != kNoPosition)
+            place = (place + 1) & m_mask;
+        return slots[place].position;
     }
     /// Where the tag is the key itself.
     std::uint32_t FindNumber(std::uint32_t tag) const noexcept
@@ -114,7 +146,7 @@ public:
             return found;
         if (2 * (m_count + 1) > m_slots.size())
             Grow();
-        Place(m_slots, m_mask, Slot{tag, position});
+        Put(m_slots, m_mask, Slot{tag, position});
         ++m_count;
         return position;
     }
@@ -140,8 +172,42 @@ private:
     {
         return static_cast<std::uint32_t>(a) | static_cast<std::uint64_t>(static_cast<std::uint32_t>(b)) << 32;
     }
-    // The third and fourth fall between the bits that the first two commonly have.
-    static std::uint64_t Four(wchar_t const * at) noexcept { return Pair(at[0], at[1]) ^ (Pair(at[2], at[3]) << 16); }
+    // Sums of products of two characters each, every one with a secret number added: the chance that two texts of a
+    // length give the same sum is as small as that of two random numbers of 32 bits.
+    class Products
+    {
+    public:
+#if defined(__SSE2__) && __SIZEOF_WCHAR_T__ == 4
+        void Add(wchar_t const * four, std::uint32_t const * keys) noexcept
+        {
+            __m128i const sums = _mm_add_epi32(_mm_loadu_si128(reinterpret_cast<__m128i const *>(four)),
+                                               _mm_load_si128(reinterpret_cast<__m128i const *>(keys)));
+            m_sums = _mm_add_epi64(m_sums, _mm_mul_epu32(sums, _mm_srli_epi64(sums, 32)));
+        }
+        std::uint64_t Sum() const noexcept
+        {
+            __m128i const sum = _mm_add_epi64(m_sums, _mm_unpackhi_epi64(m_sums, m_sums));
+            std::uint64_t result;
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(&result), sum);
+            return result;
+        }
+
+    private:
+        __m128i m_sums = _mm_setzero_si128();
+#else
+        void Add(wchar_t const * four, std::uint32_t const * keys) noexcept
+        {
+            for (std::size_t i = 0; i < 4; i += 2)
+                m_sum += std::uint64_t{static_cast<std::uint32_t>(four[i]) + keys[i]} *
+                         (static_cast<std::uint32_t>(four[i + 1]) + keys[i + 1]);
+        }
+        std::uint64_t Sum() const noexcept { return m_sum; }
+
+    private:
+        std::uint64_t m_sum = 0;
+#endif
+    };
+
     std::uint64_t Mix(std::uint64_t hash, std::uint64_t block) const noexcept
     {
         hash = (hash ^ block) * m_multiplier;
@@ -156,7 +222,7 @@ private:
     {
         return static_cast<std::size_t>((tag * m_multiplier) >> 32) & m_mask;
     }
-    void Place(std::vector<Slot> & slots, std::size_t mask, Slot slot) const noexcept
+    void Put(std::vector<Slot> & slots, std::size_t mask, Slot slot) const noexcept
     {
         std::size_t at = Home(slot.tag) & mask;
         while (slots[at].position != kNoPosition)
@@ -168,6 +234,9 @@ private:
     std::vector<Slot> m_slots;
     std::size_t m_mask;
     std::size_t m_count = 0;
+    static constexpr std::size_t kKeyCount = 64;
+
+    std::uint32_t const * m_keys; // of the process
     std::uint64_t m_seed;
     std::uint64_t m_multiplier; // odd
 };

@@ -25,7 +25,9 @@
 #include "qvlib/detail/LazyIndex.h"
 #include "qvlib/export.h"
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -120,10 +122,32 @@ private:
     friend class CTLDynamicConcept;
     friend class DynamicConceptMetadataBuilder;
 
-    struct Relation
+    // A list of an option. Documents state far more of them than anybody asks for: until then a list is positions only.
+    class Relation
     {
-        Fields fields;
+    public:
+        Fields const & All() const noexcept
+        {
+            if (m_incomplete.load(std::memory_order_acquire))
+                Complete();
+            return m_fields;
+        }
+        QVLIB_LOCAL void Append(FieldPtr const & field);
+        // Makes room in a new list.
+        QVLIB_LOCAL void Expect(std::size_t count);
+        // Fields by their positions in a list that stays as it is.
+        QVLIB_LOCAL void Append(std::shared_ptr<Fields const> const & owner, std::uint32_t const * positions,
+                                std::size_t count);
+
         detail::LazyIndex keys;
+
+    private:
+        QVLIB_LOCAL void Complete() const noexcept;
+
+        mutable Fields m_fields; // all or none, with room for all
+        mutable std::vector<std::uint32_t> m_positions;
+        mutable std::shared_ptr<Fields const> m_owner;
+        mutable std::atomic<bool> m_incomplete{false};
     };
     using Relations = std::map<std::wstring, std::shared_ptr<Relation>, std::less<>>;
 
@@ -144,7 +168,7 @@ private:
     FieldPtr m_selector;
     Relations m_requiredFields;
     Relations m_optionalFields;
-    // A copy of m_fields that owns the fields for the lists of the options; null until a list is read.
+    // A copy of m_fields for the positions in the lists of the options; null until a list is read.
     std::shared_ptr<Fields const> m_listOwner;
     detail::LazyIndex m_byKey;
     detail::LazyIndex m_byType;

@@ -1,3 +1,4 @@
+#include <qvlib/DelimitedString.h>
 #include <qvlib/DynamicConceptMetadata.h>
 #include <qvlib/DynamicConceptMetadataBuilder.h>
 #include <qvlib/DynamicEnumMetadata.h>
@@ -5,8 +6,11 @@
 #include <qvlib/XmlElement.h>
 #include <qvlib/XmlParser.h>
 
+#include "support/allocation_sweep.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace
@@ -155,6 +159,143 @@ TEST(ConceptMetadata, KeysIdsAndNames)
     EXPECT_FALSE(alpha->GetAttribute(L"unit").HasValue());
     EXPECT_FALSE(shape->FindField(L"Beta")->HasAttributes());
     EXPECT_EQ(shape->FindField(5U)->GetName(), L"Delta") << "the text names a field without Name";
+}
+
+std::shared_ptr<XmlElement> Element(std::wstring const & name, std::wstring const & text = L"")
+{
+    return std::make_shared<XmlElement>(name, text, nullptr, true);
+}
+
+std::shared_ptr<XmlElement> FieldList(std::vector<std::wstring> const & names)
+{
+    auto const fields = Element(L"Fields");
+    for (auto const & name : names)
+        fields->AddChild(Element(L"Field", name));
+    return fields;
+}
+
+// An option with one list, or more, of optional fields.
+std::shared_ptr<XmlElement> Option(std::vector<std::wstring> const & lists)
+{
+    auto const option =
+        std::make_shared<XmlElement>(L"Option", L"", std::make_shared<XmlElement::AttributeMap>(), true);
+    for (auto const & list : lists)
+        option->AddChild(Element(L"OptionalFields", list));
+    return option;
+}
+
+std::vector<std::wstring> OptionalNames(CTLDynamicConceptMetadata const & metadata)
+{
+    std::vector<std::wstring> names;
+    if (auto const fields = metadata.GetOptionalFields(L""))
+        for (auto const & field : *fields)
+            names.push_back(field->GetName());
+    return names;
+}
+
+TEST(ConceptMetadata, ListsAreCutAsDelimitedStringsAre)
+{
+    auto random = [engine = std::mt19937(7)]() mutable { return static_cast<std::size_t>(engine()); };
+    for (wchar_t const letter : {L'e', L'\u00E9', L'\U0001F600'})
+        for (std::size_t const count : {3U, 8U, 9U, 200U})
+        {
+            // Names of every length up to beyond the blocks that are read at a time, alike up to their ends.
+            std::vector<std::wstring> names;
+            for (std::size_t i = 0; i < count; ++i)
+                names.push_back(std::wstring(i, i % 7 == 3 ? letter : L'n') + std::wstring(1, L"xyz"[i % 3]));
+            OpenMetadata metadata;
+            metadata.ParseFields(*FieldList(names));
+            for (int round = 0; round < 40; ++round)
+            {
+                std::wstring list;
+                for (std::size_t i = random() % 90; i != 0; --i)
+                {
+                    std::wstring name = names[random() % count];
+                    switch (random() % 8)
+                    {
+                    case 0: // another character somewhere, one of them alike in its lower bits
+                        name[random() % name.size()] ^= (random() % 2 == 0 ? 0x1 : 0x10000);
+                        break;
+                    case 1:
+                        name = L" \t" + name + L"\r\n";
+                        break;
+                    case 2:
+                        name = L" ";
+                        break;
+                    case 3:
+                        name.clear();
+                        break;
+                    default:
+                        break;
+                    }
+                    list += name + (i == 1 && round % 2 == 0 ? L"" : L",");
+                }
+                if (round % 8 == 7)
+                    list.insert(list.size() / 2, 1, L'\0');
+                std::vector<std::wstring> wanted;
+                std::wstring const whole = list.c_str();
+                for (std::size_t begin = 0; begin <= whole.size();)
+                {
+                    std::size_t const end = std::min(whole.find(L',', begin), whole.size());
+                    wchar_t const * token = whole.c_str() + begin;
+                    unsigned long length = end - begin;
+                    if (length != 0)
+                        CDelimitedString::TrimToken(token, length, L',');
+                    std::wstring const name(token, length);
+                    if (length != 0 && std::find(names.begin(), names.end(), name) != names.end())
+                        wanted.push_back(name);
+                    begin = end + 1;
+                }
+                OpenMetadata read(metadata);
+                read.ParseSelectorOption(*Option({list}));
+                EXPECT_EQ(OptionalNames(read), wanted) << count << ' ' << round;
+                EXPECT_EQ(read.GetOptionalFields(L"") == nullptr, wanted.empty());
+            }
+        }
+}
+
+TEST(ConceptMetadata, ListsGrowInOrderWhateverAddsToThem)
+{
+    OpenMetadata metadata;
+    metadata.ParseFields(*FieldList({L"a", L"b", L"c"}));
+    metadata.ParseSelectorOption(*Option({L"a,b", L"c", L"a"}));
+    CTLDynamicConceptMetadata const copy(metadata);
+    metadata.AddRelation(L"", L"b", false);
+    metadata.ParseSelectorOption(*Option({L"c,c"}));
+    // Other fields from now on; the entries so far stay.
+    auto const first = metadata.GetFields().front();
+    metadata.ParseFields(*FieldList({L"c", L"d"}));
+    metadata.ParseSelectorOption(*Option({L"d,a,c"}));
+    std::vector<std::wstring> const wanted{L"a", L"b", L"c", L"a", L"b", L"c", L"c", L"d", L"c"};
+    EXPECT_EQ(OptionalNames(metadata), wanted);
+    EXPECT_EQ(metadata.GetOptionalFields(L"")->front(), first) << "the field itself, not one like it";
+    EXPECT_EQ(copy.GetOptionalFields(L""), metadata.GetOptionalFields(L"")) << "a copy shares the lists";
+
+    // A list that nobody asked for before the fields changed.
+    OpenMetadata other;
+    other.ParseFields(*FieldList({L"a", L"b"}));
+    other.ParseSelectorOption(*Option({L"b"}));
+    other.ParseFields(*FieldList({L"c", L"d"}));
+    other.ParseSelectorOption(*Option({L"d,b"}));
+    EXPECT_EQ(OptionalNames(other), (std::vector<std::wstring>{L"b", L"d"}));
+}
+
+TEST(ConceptMetadata, ReadingListsSurvivesEveryFailedAllocation)
+{
+    OpenMetadata metadata;
+    metadata.ParseFields(*FieldList({L"a", L"b", L"c"}));
+    auto const option = Option({L"a,b,c,a,b", L"c"});
+    OpenMetadata read;
+    EXPECT_GT(qvlib_test::SweepAllocations(
+                  [&]
+                  {
+                      read = metadata;
+                      read.ParseSelectorOption(*option);
+                  },
+                  // An option is there with fields of its list or not at all.
+                  [&] { EXPECT_EQ(OptionalNames(read).empty(), read.GetOptionalFields(L"") == nullptr); }),
+              5U);
+    EXPECT_EQ(OptionalNames(read), (std::vector<std::wstring>{L"a", L"b", L"c", L"a", L"b", L"c"}));
 }
 
 TEST(ConceptMetadata, RequiredFieldsAreAskedForByTheirOwnKey)

@@ -5,6 +5,7 @@
 #include "xml/internal/xml_element_access.h"
 #include "xml/internal/xml_message.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <new>
 #include <string_view>
@@ -41,36 +42,25 @@ bool IsUtf16(std::wstring const & encoding) noexcept
 
 constexpr std::size_t kFirstRoom = 256;
 
-// From this length on it pays to know how long the document will be: growing would copy the result again and again.
-constexpr std::size_t kMeasuredLength = 32 * 1024;
+// A document that goes on as it began has this much of its length again to spare, and no guess makes it longer than
+// that many times what there is.
+constexpr std::size_t kSpare = 4;
+constexpr std::size_t kBoldest = 64;
 
-// The length of the document if nothing needs escaping.
-std::size_t PlainLength(XmlElement const & root)
+// A list of children on the way down the tree, and how many of them were begun.
+struct Level
 {
-    std::size_t length = 0;
-    std::vector<XmlElement const *> waiting{&root};
-    while (!waiting.empty())
-    {
-        XmlElement const & element = *waiting.back();
-        waiting.pop_back();
-        length += 2 * element.Name().size() + 5; // <a></a>
-        if (element.HasAttributes())
-        {
-            for (auto const & [name, value] : *XmlElementAccess::Attributes(element))
-                length += name.size() + value.size() + 4; // a blank, =""
-        }
-        if (!element.ContainsChildren())
-        {
-            length += element.Value().size();
-            continue;
-        }
-        for (std::shared_ptr<XmlElement> const & child : *XmlElementAccess::Children(element))
-        {
-            if (child)
-                waiting.push_back(child.get());
-        }
-    }
-    return length;
+    XmlElement::ElementList const * children;
+    std::size_t next;
+};
+
+// How much of the document is written, from 0 to 1, as far as the numbers of children tell.
+double Progress(std::vector<Level> const & levels) noexcept
+{
+    double done = 1; // of the child begun last
+    for (auto level = levels.rbegin(); level != levels.rend(); ++level)
+        done = (static_cast<double>(level->next) - 1 + done) / static_cast<double>(level->children->size());
+    return done;
 }
 
 // The platform's writer, for texts that may hold a NUL.
@@ -94,7 +84,7 @@ public:
         return HasNul(text) ? WC_E_XMLCHARACTER : m_writer.WriteString(text.c_str());
     }
     HRESULT End() { return m_writer.WriteEndElement(); }
-    void MakeRoom(XmlElement const &) {}
+    void MakeRoom(std::vector<Level> const &) {}
 
 private:
     IXmlWriter & m_writer;
@@ -126,20 +116,35 @@ public:
     }
     HRESULT Text(std::wstring const & text) { return m_output->Text(text); }
     HRESULT End() { return m_writer.WriteEndElement(); }
-    void MakeRoom(XmlElement const & root)
+    // Growing copies the text again and again, so a text that gets long gets the room that the document may need. What
+    // is not used of it is never touched.
+    void MakeRoom(std::vector<Level> const & levels)
     {
-        if (m_measured || m_text->size() < kMeasuredLength)
+        std::size_t const size = m_text->size();
+        if (size < m_enough)
             return;
-        m_measured = true;
-        std::size_t const length = PlainLength(root);
-        m_text->reserve(length + length / 16); // and some for escapes
+        double const progress = Progress(levels);
+        if (progress * kBoldest >= 1)
+        {
+            auto const length = static_cast<std::size_t>(static_cast<double>(size) / progress);
+            try
+            {
+                m_text->reserve(length + length / kSpare);
+            }
+            catch (std::exception const &)
+            {
+                // The document may need less.
+            }
+        }
+        // Not for every child: a deep tree takes its time to look through.
+        m_enough = std::max(m_text->capacity() - m_text->capacity() / 8, size + size / 2);
     }
 
 private:
     IXmlWriter & m_writer;
     _com_ptr_t<host::IXmlWideOutput> m_output;
     std::wstring * m_text;
-    bool m_measured = false;
+    std::size_t m_enough = kFirstRoom / 2;
 };
 
 void Check(HRESULT hr, char const * prefix)
@@ -152,11 +157,6 @@ void Check(HRESULT hr, char const * prefix)
 template <class Target>
 void WriteTree(Target & target, XmlElement const * element)
 {
-    struct Level
-    {
-        XmlElement::ElementList const * children;
-        std::size_t next;
-    };
     std::vector<Level> levels;
     levels.reserve(16);
     // Writes everything up to the children, and the whole element if it has none.
@@ -191,7 +191,7 @@ void WriteTree(Target & target, XmlElement const * element)
         else if (XmlElement const * const child = (*level.children)[level.next++].get())
         {
             begin(*child);
-            target.MakeRoom(*element);
+            target.MakeRoom(levels);
         }
     }
 }
@@ -239,6 +239,8 @@ std::wstring XmlWriter::WriteElement(std::shared_ptr<XmlElement> element)
         {
             WriteTree(target, element.get());
             Check(m_writer->WriteEndDocument(), kCloseFailure);
+            if (text.capacity() / 2 > std::max(text.size(), kFirstRoom))
+                text.shrink_to_fit();
             return text;
         }
     }

@@ -10,6 +10,10 @@
 #include <unordered_set>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace qvlib::host
 {
 
@@ -481,16 +485,46 @@ private:
         m_text->push_back(L';');
     }
 
+#if defined(__SSE2__) && __SIZEOF_WCHAR_T__ == 4
+    // A bit for each of the four characters that may have a form of its own or be none.
+    static unsigned int SpecialOfFour(wchar_t const * four, char32_t plainEnd) noexcept
+    {
+        __m128i const c = _mm_loadu_si128(reinterpret_cast<__m128i const *>(four));
+        __m128i const outside = _mm_or_si128(_mm_cmplt_epi32(c, _mm_set1_epi32(0x20)),
+                                             _mm_cmpgt_epi32(c, _mm_set1_epi32(static_cast<int>(plainEnd) - 1)));
+        // The pairs < and >, " and & differ in one bit each.
+        __m128i const angle = _mm_cmpeq_epi32(_mm_or_si128(c, _mm_set1_epi32('<' ^ '>')), _mm_set1_epi32('<' | '>'));
+        __m128i const other = _mm_cmpeq_epi32(_mm_or_si128(c, _mm_set1_epi32('"' ^ '&')), _mm_set1_epi32('"' | '&'));
+        __m128i const special = _mm_or_si128(outside, _mm_or_si128(angle, other));
+        return static_cast<unsigned int>(_mm_movemask_ps(_mm_castsi128_ps(special)));
+    }
+#endif
+
     HRESULT Escape(std::wstring_view text, bool attribute)
     {
         bool const all = !m_output || m_output->HoldsAll();
-        char32_t const plainRange = (all ? 0xD800 : 0x80) - kFirstLetter;
+        char32_t const plainEnd = all ? 0xD800 : 0x80;
+        char32_t const plainRange = plainEnd - kFirstLetter;
         wchar_t const * const begin = text.data();
         std::size_t plain = 0; // what was not copied yet begins here
         std::size_t i = 0;
         auto const copy = [&] { m_text->append(begin + plain, i - plain); };
         while (i < text.size())
         {
+#if defined(__SSE2__) && __SIZEOF_WCHAR_T__ == 4
+            if (text.size() >= 4)
+            {
+                // The last four once more where there are no four left.
+                std::size_t const at = std::min(i, text.size() - 4);
+                unsigned int const special = SpecialOfFour(begin + at, plainEnd) >> (i - at);
+                if (special == 0)
+                {
+                    i = at + 4;
+                    continue;
+                }
+                i += static_cast<std::size_t>(__builtin_ctz(special));
+            }
+#endif
             char32_t const c = static_cast<char32_t>(begin[i]);
             // Letters and most others have no form of their own: one comparison tells.
             if (c - kFirstLetter < plainRange)

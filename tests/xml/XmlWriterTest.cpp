@@ -111,6 +111,64 @@ TEST(XmlWriter, WhatItWritesReadsBackEqual)
     EXPECT_EQ(*XmlParser::Load(XmlWriter::Write(tree)), *tree);
 }
 
+TEST(XmlWriter, EscapesAtEveryPlace)
+{
+    struct Form
+    {
+        wchar_t character;
+        wchar_t const * text;
+        wchar_t const * attribute;
+    };
+    for (auto const & [character, text, attribute] :
+         {Form{L'<', L"&lt;", L"&lt;"}, Form{L'>', L"&gt;", L"&gt;"}, Form{L'&', L"&amp;", L"&amp;"},
+          Form{L'"', L"\"", L"&quot;"}, Form{L'\t', L"\t", L"&#x9;"}, Form{L'\n', L"\n", L"&#xA;"},
+          Form{L'\r', L"&#xD;", L"&#xD;"}, Form{L'\x1F', nullptr, nullptr}, Form{L'\xFFFF', nullptr, nullptr},
+          Form{L'\xD800', nullptr, nullptr}, Form{L' ', L" ", L" "}, Form{L'\'', L"'", L"'"}, Form{L'=', L"=", L"="},
+          Form{L'?', L"?", L"?"}, Form{L'\x7F', L"\x7F", L"\x7F"}, Form{L'\x20AC', L"\x20AC", L"\x20AC"}})
+    {
+        for (std::size_t length = 1; length < 11; ++length)
+        {
+            for (std::size_t at = 0; at < length; ++at)
+            {
+                std::wstring value(length, L'x');
+                value[at] = character;
+                auto const attributes = std::make_shared<XmlElement::AttributeMap>();
+                attributes->emplace(L"b", value);
+                auto const element = std::make_shared<XmlElement>(L"a", value, attributes, false);
+                if (!text)
+                {
+                    EXPECT_NE(Failure(element), "") << length << ' ' << at;
+                    EXPECT_NE(Failure(Leaf(L"a", value)), "") << length << ' ' << at;
+                    continue;
+                }
+                std::wstring const before(at, L'x');
+                std::wstring const behind(length - at - 1, L'x');
+                EXPECT_EQ(XmlWriter::Write(element),
+                          L"<a b=\"" + before + attribute + behind + L"\">" + before + text + behind + L"</a>");
+            }
+        }
+    }
+}
+
+TEST(XmlWriter, TakesNoMoreRoomThanTheDocumentNeeds)
+{
+    // Long and short children in any order: what is foretold of the length is wrong, the text never.
+    for (int longOne : {0, 1, 50, 998, 999})
+    {
+        auto const root = Leaf(L"r", L"");
+        std::wstring wanted = L"<r>";
+        for (int i = 0; i < 1000; ++i)
+        {
+            std::wstring const value(i == longOne ? 20000 : 2, L'x');
+            root->AddChild(Leaf(L"c", value));
+            wanted += L"<c>" + value + L"</c>";
+        }
+        std::wstring const text = XmlWriter::Write(root);
+        EXPECT_EQ(text, wanted + L"</r>") << longOne;
+        EXPECT_LT(text.capacity(), 2 * text.size() + 16) << longOne;
+    }
+}
+
 TEST(XmlWriter, SurvivesEveryFailedAllocation)
 {
     auto const tree = XmlParser::Load(L"<r a='1' bbbbbbbbb='cccccccccc'><d>eeeeeeeeeeeeee</d><f/></r>");

@@ -3,6 +3,7 @@
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <string_view>
 
@@ -154,8 +155,16 @@ std::string NativePath(wchar_t const * path)
         }
         written.remove_prefix(std::min(end + 1, written.size()));
     }
-    if (Exists(native))
+    // What is too long for the system is nowhere, whatever the case of its letters.
+    if (native.size() >= PATH_MAX || Exists(native))
         return native;
+    // Often it is a new name in a folder that is there as written.
+    if (std::size_t const slash = native.rfind('/'); slash != std::string::npos && slash + 1 < native.size())
+        if (std::string const folder = native.substr(0, slash + 1); Exists(folder))
+        {
+            std::string const other = FindNoCase(folder, native.substr(slash + 1));
+            return other.empty() ? native : folder + other;
+        }
 
     // Not there as written, as a whole: find out from which name on.
     native = start;

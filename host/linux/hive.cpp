@@ -99,6 +99,8 @@ char const * Hive::Sql(Query query)
         return "SELECT 1 FROM keys WHERE parent=?1 LIMIT 1";
     case getValue:
         return "SELECT type,data FROM vals WHERE key=?1 AND folded=?2";
+    case updateValue:
+        return "UPDATE vals SET type=?3,data=?4 WHERE key=?1 AND folded=?2";
     case setValue:
         // Writes nothing when the key is gone. The name and the place stay as they were first written.
         return "INSERT INTO vals(key,folded,name,type,data,place)SELECT ?1,?2,?3,?4,?5,"
@@ -334,11 +336,21 @@ LSTATUS Hive::GetValue(KeyId id, std::string const & folded, DWORD * type, BYTE 
 LSTATUS Hive::SetValue(KeyId id, std::string const & folded, std::string const & name, DWORD type, BYTE const * data,
                        DWORD size)
 {
-    // A single statement is a transaction by itself.
+    // A single statement is a transaction by itself. Between the two another process may write the value first: the
+    // second then changes it.
     std::lock_guard const guard(m_lock);
     if (LSTATUS const status = Connect(true))
         return status;
     ForgetPosition();
+    // Most writes change a value that is there, which needs no look at its key or its place.
+    {
+        Statement update(*this, updateValue);
+        if (LSTATUS const status =
+                update.Bind(1, id).Bind(2, folded).Bind(3, static_cast<std::int64_t>(type)).Bind(4, data, size).Run())
+            return status;
+        if (sqlite3_changes(m_db) != 0)
+            return ERROR_SUCCESS;
+    }
     Statement change(*this, setValue);
     if (LSTATUS const status = change.Bind(1, id)
                                    .Bind(2, folded)

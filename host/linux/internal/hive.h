@@ -129,6 +129,7 @@ private:
         removeKey,
         hasSubKeys,
         getValue,
+        updateValue,
         setValue,
         removeValue,
         removeValues,

@@ -100,6 +100,7 @@
 #include <qvlib/host/registry.h>
 #include <qvlib/host/resources.h>
 #include <qvlib/host/safearray.h>
+#include <qvlib/host/thread_annotations.h>
 #include <qvlib/host/timezone.h>
 #include <qvlib/host/types.h>
 #include <qvlib/host/utf16.h>

@@ -1,16 +1,17 @@
 // The archive records of keys, enums and records from any bytes: what was read is written, and reads back equal. The
 // first byte chooses the record and whether it has a shape.
+#include "support/archived.h"
+
 #include <qvlib/qvlib.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <vector>
 
 namespace
 {
 
 using namespace qvlib;
-using Bytes = std::vector<std::uint8_t>;
+using qvlib_test::Bytes;
 
 void Require(bool holds)
 {
@@ -39,14 +40,9 @@ std::shared_ptr<CTLDynamicConceptMetadata const> const & Shape()
 template <class Record>
 bool Load(Record & record, Bytes const & bytes)
 {
-    CMemFile file;
-    if (!bytes.empty())
-        file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-    file.SeekToBegin();
-    CArchive archive(&file, CArchive::load);
     try
     {
-        record.Serialize(archive);
+        qvlib_test::LoadInto(record, bytes);
         return true;
     }
     catch (CException const &)
@@ -58,19 +54,6 @@ bool Load(Record & record, Bytes const & bytes)
     return false;
 }
 
-template <class Record>
-Bytes Store(Record & record)
-{
-    CMemFile file;
-    CArchive archive(&file, CArchive::store);
-    record.Serialize(archive);
-    archive.Close();
-    Bytes bytes(static_cast<std::size_t>(file.GetLength()));
-    file.SeekToBegin();
-    file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-    return bytes;
-}
-
 // Bytes and not records are compared: a number that is none is not equal to itself. The first round may still change
 // what it writes: an item under id 0 goes out under the name of the first field without an id.
 template <class Record>
@@ -80,11 +63,11 @@ void RoundTrip(Record const & empty, Bytes const & bytes)
     if (!Load(read, bytes))
         return;
     Record again = empty;
-    Require(Load(again, Store(read)));
-    Bytes const stored = Store(again);
+    Require(Load(again, qvlib_test::Stored(read)));
+    Bytes const stored = qvlib_test::Stored(again);
     Record third = empty;
     Require(Load(third, stored));
-    Require(Store(third) == stored);
+    Require(qvlib_test::Stored(third) == stored);
 }
 
 } // namespace

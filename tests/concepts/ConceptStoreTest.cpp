@@ -1,8 +1,8 @@
 // The ways in which records leave memory and come back: archive, registry, property list.
-#include "concepts/archive_helper.h"
 #include "concepts/message_log.h"
 #include "concepts/ticket.h"
 #include "support/allocation_sweep.h"
+#include "support/archived.h"
 
 #include <qvlib/Exceptions.h>
 #include <qvlib/Registry.h>

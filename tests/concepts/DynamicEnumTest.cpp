@@ -1,5 +1,5 @@
-#include "concepts/archive_helper.h"
 #include "concepts/message_log.h"
+#include "support/archived.h"
 
 #include <qvlib/DynamicEnum.h>
 #include <qvlib/Exceptions.h>

@@ -1,5 +1,5 @@
-#include "concepts/archive_helper.h"
 #include "support/allocation_sweep.h"
+#include "support/archived.h"
 
 #include <qvlib/Exceptions.h>
 #include <qvlib/NameOrId.h>

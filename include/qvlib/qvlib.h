@@ -4,6 +4,7 @@
 
 #include <qvlib/framework/archive.h>
 #include <qvlib/framework/array.h>
+#include <qvlib/framework/cmdtarget.h>
 #include <qvlib/framework/collections.h>
 #include <qvlib/framework/comutil.h>
 #include <qvlib/framework/exceptions.h>
@@ -12,6 +13,7 @@
 #include <qvlib/framework/list.h>
 #include <qvlib/framework/map.h>
 #include <qvlib/framework/memfile.h>
+#include <qvlib/framework/object.h>
 #include <qvlib/framework/string.h>
 #include <qvlib/ArchiveSerialization.h>
 #include <qvlib/BitFlagHelper.h>
@@ -82,6 +84,7 @@
 // The platform's operations that a caller needs; the class families bring in what else they stand on.
 #include <qvlib/host/codepage.h>
 #include <qvlib/host/com.h>
+#include <qvlib/host/connection.h>
 #include <qvlib/host/crt.h>
 #include <qvlib/host/crt_path.h>
 #include <qvlib/host/crt_time.h>

@@ -2,9 +2,9 @@
 //
 // The names, slot orders and result codes are the platform's. Two things differ from what its users know:
 //  - an interface's id is found by type with `qvlib::host::kInterfaceId<Interface>`, since `__uuidof` is an extension
-//  of
-//    one compiler; a new interface specialises that variable template;
-//  - class objects live in this process only. There is nothing to initialise: no CoInitialize, no apartments.
+//    of one compiler; a new interface specialises that variable template;
+//  - class objects live in this process only, and nothing here asks for a CoInitialize first: <qvlib/host/apartment.h>
+//    has it for threads that wait and run messages meanwhile.
 //
 //     IStream * stream = SHCreateMemStream(nullptr, 0);
 //     IUnknown * unknown = nullptr;

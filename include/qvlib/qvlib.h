@@ -14,6 +14,7 @@
 #include <qvlib/framework/map.h>
 #include <qvlib/framework/memfile.h>
 #include <qvlib/framework/object.h>
+#include <qvlib/framework/olesafearray.h>
 #include <qvlib/framework/string.h>
 #include <qvlib/ArchiveSerialization.h>
 #include <qvlib/BitFlagHelper.h>
@@ -56,6 +57,7 @@
 #include <qvlib/QVString.h>
 #include <qvlib/RectF.h>
 #include <qvlib/Registry.h>
+#include <qvlib/SafeArrayVector.h>
 #include <qvlib/Settings.h>
 #include <qvlib/SimpleTokenizer.h>
 #include <qvlib/SimpleXmlParser.h>
@@ -73,6 +75,8 @@
 #include <qvlib/Trace.h>
 #include <qvlib/TristateBool.h>
 #include <qvlib/VarType.h>
+#include <qvlib/Variant.h>
+#include <qvlib/VariantCompare.h>
 #include <qvlib/Version.h>
 #include <qvlib/XmlCommandProcessor.h>
 #include <qvlib/XmlElement.h>

@@ -226,4 +226,19 @@ QVLIB_API HRESULT VariantChangeType(VARIANTARG * target, VARIANTARG const * sour
 QVLIB_API HRESULT VariantChangeTypeEx(VARIANTARG * target, VARIANTARG const * source, LCID locale, USHORT flags,
                                       VARTYPE vt);
 
+// What VarCmp answers.
+constexpr HRESULT VARCMP_LT = 0;   ///< left is below right
+constexpr HRESULT VARCMP_EQ = 1;   ///< they are equal
+constexpr HRESULT VARCMP_GT = 2;   ///< left is above right
+constexpr HRESULT VARCMP_NULL = 3; ///< one of them is VT_NULL, so there is no answer
+
+constexpr ULONG NORM_IGNORECASE = 0x00000001; ///< letters that differ in case only are equal
+
+/// Compares two values across kinds: numbers, dates and truth values by value, VT_EMPTY as 0 or as the empty text, and
+/// every text above every number. Text is compared character by character with `locale` 0, and in the order of the
+/// locale with any other; `flags` (NORM_IGNORECASE) count only there. A not-a-number is above nothing and below
+/// nothing, so VARCMP_GT. References are followed. Nothing is changed. DISP_E_TYPEMISMATCH for arrays, objects, and
+/// for VT_ERROR beside another kind; DISP_E_BADVARTYPE for a kind that no variant has. Thread-compatible.
+QVLIB_API HRESULT VarCmp(VARIANT * left, VARIANT * right, LCID locale, ULONG flags);
+
 #endif

@@ -29,6 +29,7 @@
 #include <qvlib/DaysOfWeek.h>
 #include <qvlib/DebugConditions.h>
 #include <qvlib/DelimitedString.h>
+#include <qvlib/DestroyedMarker.h>
 #include <qvlib/DeveloperMode.h>
 #include <qvlib/Dump.h>
 #include <qvlib/DynamicConcept.h>
@@ -48,9 +49,11 @@
 #include <qvlib/GlobalHandle.h>
 #include <qvlib/HexDump.h>
 #include <qvlib/JulianDate.h>
+#include <qvlib/MsgWnd.h>
 #include <qvlib/NameOrId.h>
 #include <qvlib/NameValue.h>
 #include <qvlib/NameValueGrammar.h>
+#include <qvlib/NamedClassWnd.h>
 #include <qvlib/NullableValue.h>
 #include <qvlib/PathUrl.h>
 #include <qvlib/Process.h>
@@ -74,6 +77,7 @@
 #include <qvlib/TimeSpan.h>
 #include <qvlib/Trace.h>
 #include <qvlib/TristateBool.h>
+#include <qvlib/UseCount.h>
 #include <qvlib/VarType.h>
 #include <qvlib/Variant.h>
 #include <qvlib/VariantCompare.h>

@@ -91,6 +91,7 @@
 
 // The platform's operations that a caller needs; the class families bring in what else they stand on.
 #include <qvlib/host/apartment.h>
+#include <qvlib/host/clock.h>
 #include <qvlib/host/codepage.h>
 #include <qvlib/host/com.h>
 #include <qvlib/host/connection.h>
@@ -106,6 +107,7 @@
 #include <qvlib/host/locale.h>
 #include <qvlib/host/memory.h>
 #include <qvlib/host/messages.h>
+#include <qvlib/host/mmtimer.h>
 #include <qvlib/host/modules.h>
 #include <qvlib/host/path.h>
 #include <qvlib/host/process.h>

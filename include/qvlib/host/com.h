@@ -81,26 +81,6 @@ protected:
     ~IUnknown() = default;
 };
 
-union LARGE_INTEGER
-{
-    struct
-    {
-        DWORD LowPart;
-        LONG HighPart;
-    } u;
-    LONGLONG QuadPart;
-};
-
-union ULARGE_INTEGER
-{
-    struct
-    {
-        DWORD LowPart;
-        DWORD HighPart;
-    } u;
-    ULONGLONG QuadPart;
-};
-
 /// What a stream tells of itself.
 struct STATSTG
 {

@@ -148,6 +148,9 @@ public:
 
     /// "Lang", the tag of an element's language.
     static wchar_t const * GetLanguageTag();
+
+    /// The two letters of the running thread's language, as GetThreadLocale (host/nls.h) tells it; "en" failing that.
+    static std::wstring GetLanguageNameFromThreadLocale();
 };
 
 template <>

@@ -78,6 +78,7 @@
 #include <qvlib/Trace.h>
 #include <qvlib/TristateBool.h>
 #include <qvlib/UseCount.h>
+#include <qvlib/UserLocale.h>
 #include <qvlib/VarType.h>
 #include <qvlib/Variant.h>
 #include <qvlib/VariantCompare.h>
@@ -109,6 +110,7 @@
 #include <qvlib/host/messages.h>
 #include <qvlib/host/mmtimer.h>
 #include <qvlib/host/modules.h>
+#include <qvlib/host/nls.h>
 #include <qvlib/host/path.h>
 #include <qvlib/host/process.h>
 #include <qvlib/host/properties.h>

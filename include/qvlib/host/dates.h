@@ -30,8 +30,6 @@ struct UDATE
 constexpr ULONG VAR_TIMEVALUEONLY = 0x1;
 /// VarBstrFromDate writes, and VarDateFromStr reads, the date only.
 constexpr ULONG VAR_DATEVALUEONLY = 0x2;
-/// The locale's own forms, not those that the user has set. There are no such settings here, so it changes nothing.
-constexpr ULONG LOCALE_NOUSEROVERRIDE = 0x80000000U;
 
 /// Expands a date to calendar fields, rounded to whole seconds (an exact half goes up); wMilliseconds becomes 0.
 /// 1, or 0 when the date is out of range or no number; the record is then untouched.

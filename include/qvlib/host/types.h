@@ -43,6 +43,7 @@ using HRESULT = std::int32_t;
 using SCODE = std::int32_t;
 using LSTATUS = std::int32_t;
 using LCID = std::uint32_t;
+using LCTYPE = std::uint32_t;
 using DATE = double;
 using WCHAR = wchar_t;
 using LPWSTR = wchar_t *;
@@ -173,6 +174,7 @@ struct SYSTEMTIME
     WORD wSecond;
     WORD wMilliseconds;
 };
+using _SYSTEMTIME = SYSTEMTIME;
 
 /// A moment as the count of 100-nanosecond steps since the start of 1601, in two halves.
 struct FILETIME
@@ -208,5 +210,7 @@ constexpr UINT CP_UTF8 = 65001;
 constexpr LCID LOCALE_INVARIANT = 0x007F;
 constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
 constexpr LCID LOCALE_SYSTEM_DEFAULT = 0x0800;
+/// The locale's own forms, not those that the user has set. There are no such settings here, so it changes nothing.
+constexpr DWORD LOCALE_NOUSEROVERRIDE = 0x80000000U;
 
 #endif

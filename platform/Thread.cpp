@@ -1,6 +1,6 @@
 #include "qvlib/Thread.h"
 
-#include "qvlib/host/process.h"
+#include "qvlib/host/thread.h"
 
 namespace qvlib
 {

@@ -4,6 +4,7 @@
 #include "host/linux/internal/file_status.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/path.h"
+#include "qvlib/host/thread.h"
 
 #include <algorithm>
 #include <atomic>
@@ -247,7 +248,7 @@ BOOL GetExitCodeProcess(HANDLE process, DWORD * code)
     return TRUE;
 }
 
-HANDLE CreateThread(void *, SIZE_T, DWORD(WINAPI * start)(LPVOID), LPVOID argument, DWORD, DWORD * threadId)
+HANDLE CreateThread(void *, SIZE_T, DWORD(WINAPI * start)(LPVOID), LPVOID argument, DWORD, DWORD * threadId) noexcept
 {
     static std::atomic<DWORD> lastId{0};
     if (start == nullptr)
@@ -271,7 +272,7 @@ HANDLE CreateThread(void *, SIZE_T, DWORD(WINAPI * start)(LPVOID), LPVOID argume
     return Handles::Get().Add(object);
 }
 
-BOOL GetExitCodeThread(HANDLE thread, DWORD * code)
+BOOL GetExitCodeThread(HANDLE thread, DWORD * code) noexcept
 {
     std::shared_ptr<Object> const object = Handles::Get().Find(thread);
     if (code == nullptr || object == nullptr || !object->isThread)
@@ -280,4 +281,4 @@ BOOL GetExitCodeThread(HANDLE thread, DWORD * code)
     return TRUE;
 }
 
-BOOL CloseHandle(HANDLE handle) { return Handles::Get().Remove(handle) ? TRUE : Fail(ERROR_INVALID_HANDLE); }
+BOOL CloseHandle(HANDLE handle) noexcept { return Handles::Get().Remove(handle) ? TRUE : Fail(ERROR_INVALID_HANDLE); }

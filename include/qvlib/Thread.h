@@ -1,4 +1,4 @@
-// Thread: whether a thread of the host (CreateThread in host/process.h) still runs.
+// Thread: whether a thread of the host (CreateThread in host/thread.h) still runs.
 #pragma once
 
 #include "qvlib/export.h"

@@ -105,6 +105,7 @@
 #include <qvlib/host/export.h>
 #include <qvlib/host/file.h>
 #include <qvlib/host/folder.h>
+#include <qvlib/host/handle.h>
 #include <qvlib/host/locale.h>
 #include <qvlib/host/memory.h>
 #include <qvlib/host/messages.h>
@@ -117,6 +118,8 @@
 #include <qvlib/host/registry.h>
 #include <qvlib/host/resources.h>
 #include <qvlib/host/safearray.h>
+#include <qvlib/host/sync.h>
+#include <qvlib/host/thread.h>
 #include <qvlib/host/thread_annotations.h>
 #include <qvlib/host/timezone.h>
 #include <qvlib/host/types.h>

@@ -6,6 +6,7 @@
 #include "qvlib/host/memory.h"
 #include "qvlib/host/path.h"
 #include "qvlib/host/process.h"
+#include "qvlib/host/thread.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>

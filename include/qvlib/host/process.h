@@ -1,4 +1,4 @@
-// Programs, threads and the system, as the platform tells of them.
+// Programs and the system, as the platform tells of them.
 //
 //     PROCESS_INFORMATION started{};
 //     STARTUPINFOW startup{};
@@ -6,20 +6,21 @@
 //     wchar_t line[] = L"\\usr\\bin\\touch \"a b\"";
 //     if (CreateProcessW(L"\\usr\\bin\\touch", line, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &started))
 //     {
+//         WaitForSingleObject(started.hProcess, INFINITE); // host/sync.h
 //         CloseHandle(started.hThread);
 //         CloseHandle(started.hProcess);
 //     }
 //
-// Operations answer with FALSE, 0 or null on failure and leave the status in GetLastError. A handle that isn't one of
-// these is refused, and a closed one stays so: numbers are not used again. All functions are thread-safe.
+// Operations answer with FALSE, 0 or null on failure and leave the status in GetLastError. A handle that isn't one of a
+// process is refused. All functions are thread-safe.
 #pragma once
 
 #include "qvlib/export.h"
+#include "qvlib/host/handle.h"
 #include "qvlib/host/types.h"
 
 #if !defined(_WIN32)
 
-constexpr DWORD STILL_ACTIVE = 0x103; ///< the exit code of what has not ended
 constexpr DWORD NORMAL_PRIORITY_CLASS = 0x20;
 constexpr DWORD PROCESS_QUERY_INFORMATION = 0x400;
 
@@ -49,15 +50,6 @@ QVLIB_API BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, void * pr
 QVLIB_API HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId);
 /// The exit code, STILL_ACTIVE while it runs. Of a process that this one didn't start, 0 once it ended.
 QVLIB_API BOOL GetExitCodeProcess(HANDLE process, DWORD * code);
-
-/// Starts a thread. The handle is to be closed, at any time.
-QVLIB_API HANDLE CreateThread(void * security, SIZE_T stackSize, DWORD(WINAPI * start)(LPVOID), LPVOID argument,
-                              DWORD flags, DWORD * threadId);
-/// What the thread's function returned, STILL_ACTIVE before.
-QVLIB_API BOOL GetExitCodeThread(HANDLE thread, DWORD * code);
-QVLIB_API BOOL CloseHandle(HANDLE handle);
-/// Stands for the calling process wherever a handle of one is asked for, and need not be closed.
-inline HANDLE GetCurrentProcess() { return reinterpret_cast<HANDLE>(static_cast<INT_PTR>(-1)); }
 
 /// The path of the process's program, and of a module in it, which any address within tells; null is the program. Only
 /// for GetCurrentProcess(). Gives the length; a path that is longer than the buffer is cut off.

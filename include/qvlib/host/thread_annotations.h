@@ -25,9 +25,11 @@
 /// The caller holds the lock, before and after; or must not hold it.
 #define QVLIB_REQUIRES(...) QVLIB_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define QVLIB_EXCLUDES(...) QVLIB_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
-/// The function takes the lock, leaves it, or takes it when it answers `result`.
+/// The function takes the lock, leaves it, alone or with other readers, or takes it when it answers the first argument.
 #define QVLIB_ACQUIRE(...) QVLIB_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define QVLIB_RELEASE(...) QVLIB_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+#define QVLIB_ACQUIRE_SHARED(...) QVLIB_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
+#define QVLIB_RELEASE_SHARED(...) QVLIB_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
 #define QVLIB_TRY_ACQUIRE(...) QVLIB_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 /// The function gives back a reference to the lock.
 #define QVLIB_RETURN_CAPABILITY(lock) QVLIB_THREAD_ANNOTATION(lock_returned(lock))

@@ -7,6 +7,8 @@
 #include <qvlib/framework/cmdtarget.h>
 #include <qvlib/framework/collections.h>
 #include <qvlib/framework/comutil.h>
+#include <qvlib/framework/connectionpoint.h>
+#include <qvlib/framework/dispatchmap.h>
 #include <qvlib/framework/exceptions.h>
 #include <qvlib/framework/file.h>
 #include <qvlib/framework/filefind.h>
@@ -40,6 +42,7 @@
 #include <qvlib/EnumHelper.h>
 #include <qvlib/EnumValueDefinition.h>
 #include <qvlib/Environment.h>
+#include <qvlib/EventSink.h>
 #include <qvlib/Exceptions.h>
 #include <qvlib/FieldDefinition.h>
 #include <qvlib/FileEnumerator.h>
@@ -77,6 +80,7 @@
 #include <qvlib/TimeSpan.h>
 #include <qvlib/Trace.h>
 #include <qvlib/TristateBool.h>
+#include <qvlib/Unknown.h>
 #include <qvlib/UseCount.h>
 #include <qvlib/UserLocale.h>
 #include <qvlib/VarType.h>

@@ -64,6 +64,10 @@ using DISPID = LONG;
 constexpr HRESULT CLASS_E_NOAGGREGATION = static_cast<HRESULT>(0x80040110U);
 constexpr HRESULT REGDB_E_CLASSNOTREG = static_cast<HRESULT>(0x80040154U);
 constexpr HRESULT CO_E_CLASSSTRING = static_cast<HRESULT>(0x800401F3U);
+constexpr HRESULT DISP_E_UNKNOWNINTERFACE = static_cast<HRESULT>(0x80020001U);
+constexpr HRESULT DISP_E_NONAMEDARGS = static_cast<HRESULT>(0x80020007U);
+constexpr HRESULT DISP_E_EXCEPTION = static_cast<HRESULT>(0x80020009U);
+constexpr HRESULT DISP_E_BADPARAMCOUNT = static_cast<HRESULT>(0x8002000EU);
 constexpr HRESULT STG_E_INVALIDFUNCTION = static_cast<HRESULT>(0x80030001U);
 constexpr HRESULT STG_E_INVALIDPOINTER = static_cast<HRESULT>(0x80030009U);
 constexpr HRESULT STG_E_MEDIUMFULL = static_cast<HRESULT>(0x80030070U);
@@ -165,6 +169,9 @@ constexpr DISPID DISPID_VALUE = 0;
 constexpr DISPID DISPID_UNKNOWN = -1;
 constexpr WORD DISPATCH_METHOD = 1;
 constexpr WORD DISPATCH_PROPERTYGET = 2;
+constexpr WORD DISPATCH_PROPERTYPUT = 4;
+constexpr WORD DISPATCH_PROPERTYPUTREF = 8;
+constexpr DISPID DISPID_PROPERTYPUT = -3; ///< the name of a property's new value
 
 /// Late-bound calls by name or number.
 struct IDispatch : IUnknown

@@ -90,8 +90,8 @@ LSTATUS NativeFile::Open(wchar_t const * path, Mode const & mode)
     if (IsOpen())
         return ERROR_ACCESS_DENIED;
     std::string const native = NativePath(path);
-    int const flags =
-        O_CLOEXEC | (mode.write ? (mode.read ? O_RDWR : O_WRONLY) : O_RDONLY) | (mode.create ? O_CREAT : 0);
+    int const flags = O_CLOEXEC | (mode.write ? (mode.read ? O_RDWR : O_WRONLY) : O_RDONLY) |
+                      (mode.create ? O_CREAT : 0) | (mode.append ? O_APPEND : 0);
     int descriptor = -1;
     do
         descriptor = ::open(native.c_str(), flags, 0666);

@@ -18,7 +18,10 @@
 #include <qvlib/framework/object.h>
 #include <qvlib/framework/olesafearray.h>
 #include <qvlib/framework/string.h>
+#include <qvlib/framework/winthread.h>
+#include <qvlib/framework/wnd.h>
 #include <qvlib/ArchiveSerialization.h>
+#include <qvlib/AssociatedMutex.h>
 #include <qvlib/BitFlagHelper.h>
 #include <qvlib/Blob.h>
 #include <qvlib/COMRegistry.h>
@@ -26,6 +29,7 @@
 #include <qvlib/Color.h>
 #include <qvlib/ComIdentifiers.h>
 #include <qvlib/Conversions.h>
+#include <qvlib/CriticalSection.h>
 #include <qvlib/DateTime.h>
 #include <qvlib/DayOfWeek.h>
 #include <qvlib/DaysOfWeek.h>
@@ -42,8 +46,11 @@
 #include <qvlib/EnumHelper.h>
 #include <qvlib/EnumValueDefinition.h>
 #include <qvlib/Environment.h>
+#include <qvlib/Event.h>
 #include <qvlib/EventSink.h>
+#include <qvlib/EventsViaHandles.h>
 #include <qvlib/Exceptions.h>
+#include <qvlib/FakeMutex.h>
 #include <qvlib/FieldDefinition.h>
 #include <qvlib/FileEnumerator.h>
 #include <qvlib/FileSystem.h>
@@ -58,6 +65,7 @@
 #include <qvlib/NameValueGrammar.h>
 #include <qvlib/NamedClassWnd.h>
 #include <qvlib/NullableValue.h>
+#include <qvlib/OperationStatistic.h>
 #include <qvlib/PathUrl.h>
 #include <qvlib/Process.h>
 #include <qvlib/QVString.h>
@@ -65,14 +73,17 @@
 #include <qvlib/Registry.h>
 #include <qvlib/SafeArrayVector.h>
 #include <qvlib/Settings.h>
+#include <qvlib/SimpleMutex.h>
 #include <qvlib/SimpleTokenizer.h>
 #include <qvlib/SimpleXmlParser.h>
+#include <qvlib/StopWatch.h>
 #include <qvlib/StringMatcher.h>
 #include <qvlib/StringResourcesTable.h>
 #include <qvlib/StringStream.h>
 #include <qvlib/StringVector.h>
 #include <qvlib/SuffixAutomaton.h>
 #include <qvlib/SystemError.h>
+#include <qvlib/TestThreadSafety.h>
 #include <qvlib/TextFunctions.h>
 #include <qvlib/Thread.h>
 #include <qvlib/Time.h>
@@ -87,6 +98,7 @@
 #include <qvlib/Variant.h>
 #include <qvlib/VariantCompare.h>
 #include <qvlib/Version.h>
+#include <qvlib/WaitingLoops.h>
 #include <qvlib/XmlCommandProcessor.h>
 #include <qvlib/XmlElement.h>
 #include <qvlib/XmlElementBuilder.h>

@@ -60,4 +60,7 @@ QVLIB_API DebugSink SetDebugSink(DebugSink sink);
 /// Sets what shows message boxes (an empty one restores the default) and gives the handler before.
 QVLIB_API MessageBoxHandler SetMessageBoxHandler(MessageBoxHandler handler);
 
+/// Ends the process by a write to address zero, for a debugger or a memory dump to show the spot.
+[[noreturn]] QVLIB_API void WriteToAddressZero() noexcept;
+
 } // namespace qvlib::host

@@ -24,6 +24,7 @@ public:
         bool write = false;
         bool create = false;    ///< make the file when it is missing
         bool truncate = false;  ///< empty a file that is there
+        bool append = false;    ///< every write goes to the end, wherever that is by then
         bool exclusive = false; ///< fail with ERROR_SHARING_VIOLATION while anyone else has it open through this class
     };
 

@@ -22,6 +22,10 @@
 #include <qvlib/framework/wnd.h>
 #include <qvlib/ArchiveSerialization.h>
 #include <qvlib/AssociatedMutex.h>
+#include <qvlib/AsyncCmd.h>
+#include <qvlib/AsyncCmdQueue.h>
+#include <qvlib/AsyncCmdQueueThread.h>
+#include <qvlib/AutoPtr.h>
 #include <qvlib/BitFlagHelper.h>
 #include <qvlib/Blob.h>
 #include <qvlib/COMRegistry.h>

@@ -1,0 +1,325 @@
+#include "concurrency/internal/cmd_queue_state.h"
+
+#include <memory>
+
+#include "qvlib/Exceptions.h"
+
+namespace qvlib::detail
+{
+
+namespace
+{
+
+constexpr std::uint64_t kAllOnes32 = 0xFFFFFFFF;
+
+/// Levels for the priorities 0 to n - 1 and the urgent one, counted in 32 bits; 0 priorities are 1.
+std::size_t LevelsFor(unsigned long priorities)
+{
+    if (priorities > kAllOnes32 && priorities != ~0UL)
+        throw unexpected_error();
+    std::uint32_t const count = static_cast<std::uint32_t>(priorities) + 1;
+    return priorities == 0 ? 2 : count;
+}
+
+/// The windows of queues that a thread has made. They count as ended when it ends.
+class WindowsOfThread
+{
+public:
+    WindowsOfThread() = default;
+    WindowsOfThread(WindowsOfThread const &) = delete;
+    WindowsOfThread & operator=(WindowsOfThread const &) = delete;
+    ~WindowsOfThread()
+    {
+        for (Entry const & entry : m_entries)
+        {
+            if (entry.state->Window() == entry.window)
+                entry.state->WindowEnds();
+            entry.state->ReleaseHolder();
+        }
+    }
+
+    void Add(AsyncCmdQueueState & state, HWND window)
+    {
+        // The states of windows that have ended, on whatever thread, are let go here.
+        std::size_t kept = 0;
+        for (Entry const & entry : m_entries)
+        {
+            if (entry.state->Window() == entry.window)
+                m_entries[kept++] = entry;
+            else
+                entry.state->ReleaseHolder();
+        }
+        m_entries.resize(kept);
+        m_entries.push_back({&state, window});
+        state.AddHolder();
+    }
+
+private:
+    struct Entry
+    {
+        AsyncCmdQueueState * state;
+        HWND window;
+    };
+    std::vector<Entry> m_entries;
+};
+
+thread_local WindowsOfThread t_windows;
+
+} // namespace
+
+AsyncCmdQueueState::AsyncCmdQueueState(unsigned long priorities) : m_levels(LevelsFor(priorities)) {}
+
+AsyncCmdQueueState::~AsyncCmdQueueState() = default;
+
+void AsyncCmdQueueState::Release(std::uint64_t what) noexcept
+{
+    // Whoever lets go last sees all that the others did.
+    if (m_holders.fetch_sub(what, std::memory_order_acq_rel) == what)
+        delete this;
+}
+
+void AsyncCmdQueueState::WindowBegins(HWND window)
+{
+    CmdQueueLock const lock(m_lock);
+    m_window.store(window, std::memory_order_release);
+    // A message that was on its way to an earlier window never arrives.
+    m_pending.store(0, std::memory_order_seq_cst);
+}
+
+void AsyncCmdQueueState::WindowEnds() noexcept
+{
+    {
+        CmdQueueLock const lock(m_lock);
+        m_window.store(nullptr, std::memory_order_release);
+    }
+    CTLAsyncCmd * command = nullptr;
+    while (TakeAwaited(command))
+    {
+        try
+        {
+            command->Canceled();
+        }
+        catch (...)
+        {
+        }
+    }
+}
+
+std::size_t AsyncCmdQueueState::CheckedLevel(unsigned long priority) const
+{
+    // Index = priority + 1 in 32 bits, so that an all-ones priority of either width is the urgent level.
+    std::uint32_t const level = static_cast<std::uint32_t>(priority) + 1;
+    if ((priority > kAllOnes32 && priority != ~0UL) || m_levels.size() <= level)
+        throw unexpected_error();
+    return level;
+}
+
+void AsyncCmdQueueState::SetSize(std::size_t size) noexcept
+{
+    m_size.store(static_cast<std::uint32_t>(size), std::memory_order_release);
+}
+
+HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigned long priority, bool awaited)
+{
+    CTLAsyncCmd * const pointer = command.get();
+    bool const owned = command.owner() && pointer != nullptr;
+    CmdEntry const entry(pointer, owned ? CmdEntry::kOwned : awaited ? CmdEntry::kAwaited : CmdEntry::kPlain);
+
+    CmdQueueLock const lock(m_lock);
+    m_levels[CheckedLevel(priority)].push_back(entry);
+    command.release();
+    SetSize(m_size.load(std::memory_order_relaxed) + 1);
+    // Under the lock, so that nothing of the state is needed once another thread can run the command.
+    PostProcessMessage();
+    return m_window.load(std::memory_order_relaxed);
+}
+
+bool AsyncCmdQueueState::RunOne()
+{
+    old_auto_ptr<CTLAsyncCmd> command;
+    {
+        CmdQueueLock const lock(m_lock);
+        std::uint32_t const size = m_size.load(std::memory_order_relaxed);
+        if (size == 0)
+            return false;
+        std::size_t level = 0;
+        while (m_levels[level].empty())
+            ++level;
+        if (level != 0 && IsQueueLocked())
+            return false;
+        CmdEntry const entry = m_levels[level].pop_front();
+        SetSize(size - 1);
+        command = old_auto_ptr<CTLAsyncCmd>(entry.Command(), entry.IsOwned());
+    }
+    if (command.get() != nullptr)
+        command->Execute();
+    command = old_auto_ptr<CTLAsyncCmd>();
+    return !IsQueueGone() && Size() != 0;
+}
+
+bool AsyncCmdQueueState::Withdraw(CTLAsyncCmd const * command) noexcept
+{
+    CmdQueueLock const lock(m_lock);
+    for (CmdRing & level : m_levels)
+        for (std::size_t i = 0; i < level.size(); ++i)
+            if (level.at(i).Command() == command && level.at(i).IsAwaited())
+            {
+                level.erase(i);
+                SetSize(m_size.load(std::memory_order_relaxed) - 1);
+                return true;
+            }
+    return false;
+}
+
+bool AsyncCmdQueueState::TakeAwaited(CTLAsyncCmd *& command) noexcept
+{
+    CmdQueueLock const lock(m_lock);
+    for (CmdRing & level : m_levels)
+        for (std::size_t i = 0; i < level.size(); ++i)
+            if (level.at(i).IsAwaited())
+            {
+                command = level.at(i).Command();
+                level.erase(i);
+                SetSize(m_size.load(std::memory_order_relaxed) - 1);
+                return true;
+            }
+    return false;
+}
+
+void AsyncCmdQueueState::CancelCommands(CmdRing && commands, std::exception_ptr & failure) noexcept
+{
+    for (std::size_t i = 0; i < commands.size(); ++i)
+    {
+        try
+        {
+            if (CTLAsyncCmd * const command = commands.at(i).Command())
+                command->Canceled();
+        }
+        catch (...)
+        {
+            if (!failure)
+                failure = std::current_exception();
+        }
+    }
+    while (!commands.empty())
+    {
+        CmdEntry const entry = commands.pop_front();
+        if (entry.IsOwned())
+            delete entry.Command();
+    }
+}
+
+void AsyncCmdQueueState::CancelAll()
+{
+    std::vector<CmdRing> taken;
+    {
+        CmdQueueLock const lock(m_lock);
+        if (m_size.load(std::memory_order_relaxed) == 0)
+            return;
+        taken = std::vector<CmdRing>(m_levels.size());
+        m_levels.swap(taken);
+        SetSize(0);
+    }
+    std::exception_ptr failure;
+    for (CmdRing & level : taken)
+        CancelCommands(std::move(level), failure);
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void AsyncCmdQueueState::CancelLevel(unsigned long priority)
+{
+    CmdRing taken;
+    {
+        CmdQueueLock const lock(m_lock);
+        std::size_t const level = CheckedLevel(priority);
+        SetSize(m_size.load(std::memory_order_relaxed) - m_levels[level].size());
+        std::swap(taken, m_levels[level]);
+    }
+    std::exception_ptr failure;
+    CancelCommands(std::move(taken), failure);
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void AsyncCmdQueueState::CancelAtEnd() noexcept
+{
+    std::exception_ptr failure;
+    for (int round = 0; round < 2 && Size() != 0; ++round)
+        for (std::size_t level = 0;; ++level)
+        {
+            CmdRing taken;
+            {
+                CmdQueueLock const lock(m_lock);
+                if (level == m_levels.size())
+                    break;
+                SetSize(m_size.load(std::memory_order_relaxed) - m_levels[level].size());
+                std::swap(taken, m_levels[level]);
+            }
+            CancelCommands(std::move(taken), failure);
+        }
+    CmdRing left;
+    CmdQueueLock const lock(m_lock);
+    SetSize(0);
+    for (CmdRing & level : m_levels)
+        while (!level.empty())
+            if (CmdEntry const entry = level.pop_front(); entry.IsOwned())
+                delete entry.Command();
+}
+
+std::size_t AsyncCmdQueueState::Levels() const
+{
+    CmdQueueLock const lock(m_lock);
+    return m_levels.size();
+}
+
+std::size_t AsyncCmdQueueState::LevelSize(unsigned long priority) const
+{
+    CmdQueueLock const lock(m_lock);
+    return m_levels[CheckedLevel(priority)].size();
+}
+
+std::size_t AsyncCmdQueueState::CountAll() const
+{
+    CmdQueueLock const lock(m_lock);
+    std::size_t count = 0;
+    for (CmdRing const & level : m_levels)
+        count += level.size();
+    return count;
+}
+
+void AsyncCmdQueueState::PostProcessMessage() noexcept
+{
+    // Looking before changing: most posts find a message on its way, and leave the flag in the caches of its readers.
+    if (m_pending.load(std::memory_order_seq_cst) != 0)
+        return;
+    std::uint32_t none = 0;
+    if (!m_pending.compare_exchange_strong(none, 1, std::memory_order_seq_cst))
+        return;
+    HWND const window = m_window.load(std::memory_order_acquire);
+    if (window == nullptr || !::PostMessageW(window, kProcessQueueMessage, 0, 0))
+        m_pending.store(0, std::memory_order_seq_cst);
+}
+
+void AsyncCmdQueueState::MakeUpForMissed() noexcept
+{
+    if (Dispatches() == 1 && m_missed.exchange(false, std::memory_order_relaxed) && Size() != 0)
+        PostProcessMessage();
+}
+
+std::uint32_t AsyncCmdQueueState::ReleaseQueueLock() noexcept
+{
+    std::uint32_t count = m_queueLocks.load(std::memory_order_relaxed);
+    do
+    {
+        if (count == 0)
+            return 0;
+    } while (!m_queueLocks.compare_exchange_weak(count, count - 1, std::memory_order_seq_cst));
+    if (count == 1 && Size() != 0)
+        PostProcessMessage();
+    return count - 1;
+}
+
+void EndWindowWithThread(AsyncCmdQueueState & state, HWND window) { t_windows.Add(state, window); }
+
+} // namespace qvlib::detail

@@ -1,0 +1,64 @@
+// CTLAsyncCmd: a piece of work that a command queue runs on its own thread, and the commands that tell when they are
+// over.
+//
+//     struct Greet : qvlib::CTLAsyncCmd
+//     {
+//         void Execute() override { std::puts("hello"); }
+//     };
+//     queue.QueueCmd(new Greet, 0); // the queue deletes it
+//
+// Exactly one of Execute and Canceled is called for each command that a queue takes, and each once.
+#pragma once
+
+#include "qvlib/export.h"
+
+namespace qvlib
+{
+
+struct QVLIB_API CTLAsyncCmd
+{
+    CTLAsyncCmd() = default;
+    CTLAsyncCmd(CTLAsyncCmd const &) = default;
+    CTLAsyncCmd & operator=(CTLAsyncCmd const &) = default;
+    virtual ~CTLAsyncCmd();
+
+    /// Does the work; on the queue's thread, with no lock of the queue held.
+    virtual void Execute() = 0;
+    /// Called in place of Execute when the command is thrown away, on the thread that throws it away, with no lock of
+    /// the queue held. Does nothing unless overridden.
+    virtual void Canceled();
+};
+
+/// Runs or cancels another command and sets an event afterwards, also when that one throws.
+class QVLIB_API CTLSyncAsyncCmd : public CTLAsyncCmd
+{
+public:
+    /// Owns neither; both must live until the event is set. A null command counts as done.
+    CTLSyncAsyncCmd(void * event, CTLAsyncCmd * command) noexcept : m_event(event), m_command(command) {}
+    ~CTLSyncAsyncCmd() override;
+
+    // Once the event is set, the waiter may end this object: neither touches it after that.
+    void Execute() override;
+    void Canceled() override;
+
+private:
+    void * m_event;
+    CTLAsyncCmd * m_command;
+};
+
+/// Sets an event when it is run or cancelled.
+class QVLIB_API CTLEmptySyncAsyncCmd : public CTLAsyncCmd
+{
+public:
+    /// Does not own the event, which must live until it is set.
+    explicit CTLEmptySyncAsyncCmd(void * event) noexcept : m_event(event) {}
+    ~CTLEmptySyncAsyncCmd() override;
+
+    void Execute() override;
+    void Canceled() override;
+
+private:
+    void * m_event;
+};
+
+} // namespace qvlib

@@ -93,6 +93,8 @@
 #include <qvlib/Time.h>
 #include <qvlib/TimeResolution.h>
 #include <qvlib/TimeSpan.h>
+#include <qvlib/TimerController.h>
+#include <qvlib/TimerItem.h>
 #include <qvlib/Trace.h>
 #include <qvlib/TristateBool.h>
 #include <qvlib/Unknown.h>

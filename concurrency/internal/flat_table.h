@@ -1,0 +1,112 @@
+// A hash table of small entries in one array, for keys that are numbers or addresses.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+namespace qvlib::internal
+{
+
+/// Open addressing with linear probing. `Entry` is a plain value with a `Key` type, `key` of it, and `IsEmpty()`, which
+/// is true for a default one; what was added is made not empty by whoever adds it. Entries move when others come and
+/// go. Thread-compatible.
+template <class Entry>
+class FlatTable
+{
+public:
+    using Key = typename Entry::Key;
+
+    std::size_t Size() const noexcept { return m_size; }
+
+    Entry * Find(Key key) noexcept
+    {
+        if (m_size == 0)
+            return nullptr;
+        for (std::size_t i = Home(key);; i = (i + 1) & m_mask)
+        {
+            if (m_entries[i].IsEmpty())
+                return nullptr;
+            if (m_entries[i].key == key)
+                return &m_entries[i];
+        }
+    }
+
+    /// The entry for a key that is not there yet. Throws std::bad_alloc, and nothing has changed.
+    Entry & Add(Key key)
+    {
+        if (m_entries == nullptr || m_size + 1 > (m_mask + 1) / 8 * 5)
+            Grow();
+        Entry & entry = *Free(key);
+        entry.key = key;
+        ++m_size;
+        return entry;
+    }
+
+    void Erase(Entry & entry) noexcept
+    {
+        // Those behind move up, as far as that does not take them from their way.
+        std::size_t hole = static_cast<std::size_t>(&entry - m_entries.get());
+        for (std::size_t i = (hole + 1) & m_mask; !m_entries[i].IsEmpty(); i = (i + 1) & m_mask)
+        {
+            if (((i - Home(m_entries[i].key)) & m_mask) >= ((i - hole) & m_mask))
+            {
+                m_entries[hole] = std::move(m_entries[i]);
+                hole = i;
+            }
+        }
+        m_entries[hole] = Entry{};
+        --m_size;
+    }
+
+    template <class Visitor>
+    void ForEach(Visitor const & visit) const
+    {
+        for (std::size_t i = 0; m_entries != nullptr && i <= m_mask; ++i)
+            if (!m_entries[i].IsEmpty())
+                visit(m_entries[i]);
+    }
+
+    /// Gives the memory back as well.
+    void Clear() noexcept
+    {
+        m_entries.reset();
+        m_mask = m_size = 0;
+    }
+
+private:
+    static constexpr std::size_t kFirstCapacity = 8;
+
+    static std::uint64_t Number(std::uint64_t key) noexcept { return key; }
+    static std::uint64_t Number(void const * key) noexcept { return reinterpret_cast<std::uintptr_t>(key); }
+    std::size_t Home(Key key) const noexcept
+    {
+        // The high bits of a product with the golden ratio: neighbours come to lie far apart, and steps do not collide.
+        return static_cast<std::size_t>((Number(key) * 0x9E3779B97F4A7C15U) >> 32) & m_mask;
+    }
+    Entry * Free(Key key) noexcept
+    {
+        std::size_t i = Home(key);
+        while (!m_entries[i].IsEmpty())
+            i = (i + 1) & m_mask;
+        return &m_entries[i];
+    }
+    void Grow()
+    {
+        std::size_t const capacity = m_entries == nullptr ? kFirstCapacity : (m_mask + 1) * 2;
+        auto old = std::make_unique<Entry[]>(capacity);
+        old.swap(m_entries);
+        std::size_t const oldCapacity = old == nullptr ? 0 : m_mask + 1;
+        m_mask = capacity - 1;
+        for (std::size_t i = 0; i < oldCapacity; ++i)
+            if (!old[i].IsEmpty())
+                *Free(old[i].key) = std::move(old[i]);
+    }
+
+    std::unique_ptr<Entry[]> m_entries;
+    std::size_t m_mask = 0; ///< the capacity, a power of two, less 1
+    std::size_t m_size = 0;
+};
+
+} // namespace qvlib::internal

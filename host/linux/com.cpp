@@ -1,13 +1,12 @@
 // Identifiers as text, program identifiers in the registry, and memory that passes between components.
 
 #include "qvlib/host/com.h"
-#include "qvlib/host/registry.h"
-#include "qvlib/host/utf16.h"
+
+#include "host/linux/internal/registry_text.h"
 
 #include <new>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace
 {
@@ -83,26 +82,9 @@ void WriteGuid(REFGUID guid, wchar_t * at) noexcept
 /// Reads the default text value of a key under HKEY_CLASSES_ROOT.
 bool ReadClassesText(std::wstring const & path, std::wstring & text)
 {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return false;
-    std::vector<BYTE> data(512);
-    DWORD type = REG_NONE;
-    DWORD size = static_cast<DWORD>(data.size());
-    LSTATUS status = RegQueryValueExW(key, nullptr, nullptr, &type, data.data(), &size);
-    while (status == ERROR_MORE_DATA && size > data.size()) // it may grow while we look
-    {
-        data.resize(size);
-        status = RegQueryValueExW(key, nullptr, nullptr, &type, data.data(), &size);
-    }
-    RegCloseKey(key);
-    if (status != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ))
-        return false;
-    std::size_t units = size / 2;
-    text.resize(units);
-    text.resize(qvlib::host::DecodeUtf16(data.data(), units, text.data()));
-    text.resize(std::min(text.size(), text.find(L'\0'))); // the stored text has its terminator
-    return true;
+    qvlib::host::OpenKey key;
+    return RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_QUERY_VALUE, key.Place()) == ERROR_SUCCESS &&
+           qvlib::host::ReadText(key.Get(), nullptr, text) == ERROR_SUCCESS;
 }
 
 LPOLESTR AllocateText(std::wstring_view text) noexcept

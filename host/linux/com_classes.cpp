@@ -1,7 +1,9 @@
 // The class objects of this process.
 
+#include "host/linux/internal/catalog.h"
 #include "host/linux/internal/properties_list.h"
 #include "qvlib/host/com.h"
+#include "qvlib/host/comadmin.h"
 
 #include <algorithm>
 #include <mutex>
@@ -18,6 +20,7 @@ struct BuiltInClass
 
 constexpr BuiltInClass kBuiltIn[] = {
     {QRGenObjsLib::CLSID_QRProperties, qvlib::host::CreatePropertiesList},
+    {CLSID_COMAdminCatalog, qvlib::host::CreateCatalog},
 };
 
 struct Registration
@@ -113,3 +116,5 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown * outer, DWORD, REFIID iid, LP
             return outer != nullptr ? CLASS_E_NOAGGREGATION : known.create(iid, object);
     return REGDB_E_CLASSNOTREG;
 }
+
+HRESULT OleRun(IUnknown * object) { return object != nullptr ? S_OK : E_INVALIDARG; }

@@ -1,80 +1,19 @@
 #include "host/linux/internal/properties_list.h"
 
-#include <atomic>
+#include "host/linux/internal/owned_variant.h"
+#include "host/linux/internal/without_members.h"
+
 #include <new>
 #include <vector>
 
 namespace
 {
 
-/// A variant that a container may move; it ends what it holds.
-class OwnedVariant
+using qvlib::host::OwnedVariant;
+
+class PropertiesList final : public qvlib::host::WithoutMembers<QRGenObjsLib::IQRProperties>
 {
 public:
-    OwnedVariant() noexcept { VariantInit(&m_value); }
-    OwnedVariant(OwnedVariant && other) noexcept : m_value(other.m_value) { VariantInit(&other.m_value); }
-    OwnedVariant & operator=(OwnedVariant &&) = delete;
-    ~OwnedVariant() { VariantClear(&m_value); }
-
-    VARIANT * Get() noexcept { return &m_value; }
-
-private:
-    VARIANT m_value;
-};
-
-class PropertiesList final : public QRGenObjsLib::IQRProperties
-{
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
-    {
-        if (object == nullptr)
-            return E_POINTER;
-        bool const known = iid == IID_IUnknown || iid == IID_IDispatch || iid == QRGenObjsLib::IID_IQRProperties;
-        *object = known ? static_cast<IQRProperties *>(this) : nullptr;
-        if (!known)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override
-    {
-        // Relaxed: whoever adds a reference already holds one.
-        return m_references.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        // The last one must see what the others did.
-        ULONG const left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-    // Late-bound callers find no members: the list is used through its own interface.
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT * count) override
-    {
-        if (count == nullptr)
-            return E_POINTER;
-        *count = 0;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo ** info) override
-    {
-        if (info != nullptr)
-            *info = nullptr;
-        return DISP_E_BADINDEX;
-    }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT count, LCID, DISPID * ids) override
-    {
-        for (UINT i = 0; ids != nullptr && i < count; ++i)
-            ids[i] = DISPID_UNKNOWN;
-        return DISP_E_UNKNOWNNAME;
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override
-    {
-        return DISP_E_MEMBERNOTFOUND;
-    }
-
     HRESULT STDMETHODCALLTYPE get_Count(long * count) override
     {
         if (count == nullptr)
@@ -118,9 +57,6 @@ private:
         OwnedVariant value;
     };
 
-    ~PropertiesList() = default;
-
-    std::atomic<ULONG> m_references{1};
     std::vector<Item> m_items;
 };
 
@@ -128,10 +64,5 @@ private:
 
 HRESULT qvlib::host::CreatePropertiesList(REFIID iid, void ** object)
 {
-    auto * const list = new (std::nothrow) PropertiesList;
-    if (list == nullptr)
-        return E_OUTOFMEMORY;
-    HRESULT const result = list->QueryInterface(iid, object);
-    list->Release();
-    return result;
+    return HandOut(new (std::nothrow) PropertiesList, iid, object);
 }

@@ -117,6 +117,7 @@
 #include <qvlib/host/clock.h>
 #include <qvlib/host/codepage.h>
 #include <qvlib/host/com.h>
+#include <qvlib/host/comadmin.h>
 #include <qvlib/host/connection.h>
 #include <qvlib/host/crt.h>
 #include <qvlib/host/crt_path.h>

@@ -262,4 +262,7 @@ QVLIB_API HRESULT CoRevokeClassObject(DWORD cookie);
 /// class; `object` is null after a failure. Thread-safe.
 QVLIB_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown * outer, DWORD context, REFIID iid, LPVOID * object);
 
+/// Sees to it that an object runs. Objects of this process do; E_INVALIDARG for null.
+QVLIB_API HRESULT OleRun(IUnknown * object);
+
 #endif

@@ -2,9 +2,11 @@
 
 #include "host/linux/internal/command_line.h"
 #include "host/linux/internal/file_status.h"
+#include "host/linux/internal/handles.h"
+#include "host/linux/internal/mutex.h"
+#include "host/linux/internal/process_watch.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/path.h"
-#include "qvlib/host/thread.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,19 +14,19 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
-#include <mutex>
+#include <new>
 #include <string>
-#include <system_error>
-#include <thread>
-#include <unordered_map>
 #include <vector>
 
+#include <pthread.h>
 #include <spawn.h>
+#include <sys/epoll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace host = qvlib::host;
+namespace qvlib::host
+{
 
 namespace
 {
@@ -34,80 +36,6 @@ BOOL Fail(LSTATUS status)
     SetLastError(static_cast<DWORD>(status));
     return FALSE;
 }
-
-/// What a handle stands for: a thread, by its code, or a process, by its number.
-struct Object
-{
-    bool isThread = false;
-    pid_t process = 0;
-    std::atomic<DWORD> code{STILL_ACTIVE};
-};
-
-class Handles
-{
-public:
-    static Handles & Get()
-    {
-        static Handles & handles = *new Handles; // threads may end after the program's static objects
-        return handles;
-    }
-
-    HANDLE Add(std::shared_ptr<Object> object)
-    {
-        std::lock_guard const lock(m_mutex);
-        UINT_PTR const number = m_next;
-        m_objects.emplace(number, std::move(object));
-        m_next += 4;
-        return reinterpret_cast<HANDLE>(number);
-    }
-    std::shared_ptr<Object> Find(HANDLE handle)
-    {
-        std::lock_guard const lock(m_mutex);
-        auto const found = m_objects.find(reinterpret_cast<UINT_PTR>(handle));
-        return found == m_objects.end() ? nullptr : found->second;
-    }
-    bool Remove(HANDLE handle)
-    {
-        std::lock_guard const lock(m_mutex);
-        return m_objects.erase(reinterpret_cast<UINT_PTR>(handle)) != 0;
-    }
-
-    /// Programs that were started are the system's to keep until they are asked for; nobody waits for them, so this is
-    /// done in passing. Only for these: other children of the process are not touched.
-    void Reap()
-    {
-        std::lock_guard const lock(m_mutex);
-        std::erase_if(m_children,
-                      [](std::shared_ptr<Object> const & child)
-                      {
-                          int status = 0;
-                          pid_t const ended = ::waitpid(child->process, &status, WNOHANG);
-                          if (ended == 0 || (ended < 0 && errno == EINTR))
-                              return false;
-                          child->code = ended > 0 && WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
-                                        : ended > 0                    ? static_cast<DWORD>(128 + WTERMSIG(status))
-                                                                       : 0;
-                          return true;
-                      });
-    }
-    void AddChild(std::shared_ptr<Object> child)
-    {
-        std::lock_guard const lock(m_mutex);
-        m_children.push_back(std::move(child));
-    }
-    bool IsChild(Object const * object)
-    {
-        std::lock_guard const lock(m_mutex);
-        return std::any_of(m_children.begin(), m_children.end(),
-                           [object](std::shared_ptr<Object> const & child) { return child.get() == object; });
-    }
-
-private:
-    std::mutex m_mutex;
-    std::unordered_map<UINT_PTR, std::shared_ptr<Object>> m_objects;
-    std::vector<std::shared_ptr<Object>> m_children;
-    UINT_PTR m_next = 0x10004;
-};
 
 /// Whether a process of that number, and not a thread, is there and has not ended.
 bool Lives(pid_t process)
@@ -125,6 +53,189 @@ bool Lives(pid_t process)
     }
     return runs && leads;
 }
+
+/// The process has ended: whoever waits for it goes on, and the code is there to be read.
+void End(Waitable & process, DWORD code) noexcept
+{
+    process.m_code.store(code, std::memory_order_release);
+    process.Set();
+}
+
+/// The programs that this process started and that have not ended, and the watch for the ends of those that someone
+/// waits for.
+class Processes
+{
+public:
+    static Processes & Get()
+    {
+        static Processes & processes = *new Processes; // threads may end after the program's static objects
+        return processes;
+    }
+
+    /// Programs that were started are the system's to keep until they are asked for; nobody waits for them, so this is
+    /// done in passing. Only for these: other children of the process are not touched.
+    void Reap() noexcept QVLIB_EXCLUDES(m_lock)
+    {
+        MutexLock const held(m_lock);
+        std::erase_if(m_children,
+                      [](Waitable * child)
+                      {
+                          auto const process = static_cast<pid_t>(child->m_number.load(std::memory_order_relaxed));
+                          int status = 0;
+                          pid_t const ended = ::waitpid(process, &status, WNOHANG);
+                          if (ended == 0 || (ended < 0 && errno == EINTR))
+                              return false;
+                          End(*child, ended > 0 && WIFEXITED(status) ? static_cast<DWORD>(WEXITSTATUS(status))
+                                      : ended > 0                    ? static_cast<DWORD>(128 + WTERMSIG(status))
+                                                                     : 0);
+                          Unpin(*child);
+                          return true;
+                      });
+    }
+    /// Room for one more, so that AddChild does not fail.
+    void Reserve() QVLIB_EXCLUDES(m_lock)
+    {
+        MutexLock const held(m_lock);
+        m_children.reserve(m_children.size() + ++m_expected);
+    }
+    /// Keeps the pinned child, or nothing, in the room that was reserved.
+    void AddChild(Waitable * child) noexcept QVLIB_EXCLUDES(m_lock)
+    {
+        MutexLock const held(m_lock);
+        --m_expected;
+        if (child != nullptr)
+            m_children.push_back(child);
+    }
+    /// One more handle of the child of that number, if there is one.
+    HANDLE OpenChild(pid_t process) noexcept QVLIB_EXCLUDES(m_lock)
+    {
+        MutexLock const held(m_lock);
+        for (Waitable * const child : m_children)
+            if (static_cast<pid_t>(child->m_number.load(std::memory_order_relaxed)) == process)
+                return NewAlias(*child);
+        return nullptr;
+    }
+    bool IsChild(Waitable const & process) noexcept QVLIB_EXCLUDES(m_lock)
+    {
+        MutexLock const held(m_lock);
+        return std::find(m_children.begin(), m_children.end(), &process) != m_children.end();
+    }
+
+    LSTATUS Watch(Waitable & process) QVLIB_EXCLUDES(m_lock);
+
+private:
+    struct Watched
+    {
+        Waitable * process; ///< pinned
+        int file;           ///< readable when it has ended
+    };
+
+    LSTATUS StartWatcher() QVLIB_REQUIRES(m_lock);
+    static void * RunWatcher(void * processes);
+    void Ended(int file) QVLIB_EXCLUDES(m_lock);
+
+    Mutex m_lock;
+    std::vector<Waitable *> m_children QVLIB_GUARDED_BY(m_lock); ///< pinned
+    std::size_t m_expected QVLIB_GUARDED_BY(m_lock) = 0;
+    std::vector<Watched> m_watched QVLIB_GUARDED_BY(m_lock);
+    std::atomic<int> m_poll{-1}; ///< set before the watcher starts
+};
+
+LSTATUS Processes::StartWatcher()
+{
+    int const poll = ::epoll_create1(EPOLL_CLOEXEC);
+    if (poll < 0)
+        return StatusOf(errno);
+    m_poll.store(poll, std::memory_order_relaxed);
+    sigset_t every;
+    sigset_t before;
+    ::sigfillset(&every); // signals are the program's own threads' to handle
+    ::pthread_sigmask(SIG_SETMASK, &every, &before);
+    pthread_t watcher{};
+    int const error = ::pthread_create(&watcher, nullptr, &RunWatcher, this);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (error != 0)
+    {
+        ::close(poll);
+        m_poll.store(-1, std::memory_order_relaxed);
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    ::pthread_detach(watcher);
+    return ERROR_SUCCESS;
+}
+
+LSTATUS Processes::Watch(Waitable & process)
+{
+    MutexLock const held(m_lock);
+    auto const isSame = [&process](Watched const & watched) { return watched.process == &process; };
+    if (process.IsSignalled() || std::any_of(m_watched.begin(), m_watched.end(), isSame))
+        return ERROR_SUCCESS;
+    if (m_poll.load(std::memory_order_relaxed) < 0)
+        if (LSTATUS const status = StartWatcher(); status != ERROR_SUCCESS)
+            return status;
+    m_watched.reserve(m_watched.size() + 1);
+    int const file = static_cast<int>(::syscall(SYS_pidfd_open, process.m_number.load(std::memory_order_relaxed), 0));
+    if (file < 0)
+    {
+        if (errno != ESRCH)
+            return errno == ENOSYS ? ERROR_NOT_SUPPORTED : StatusOf(errno);
+        End(process, 0); // someone else's, and gone
+        return ERROR_SUCCESS;
+    }
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = file;
+    if (::epoll_ctl(m_poll.load(std::memory_order_relaxed), EPOLL_CTL_ADD, file, &event) != 0)
+    {
+        LSTATUS const status = StatusOf(errno);
+        ::close(file);
+        return status;
+    }
+    Pin(process);
+    m_watched.push_back({&process, file});
+    return ERROR_SUCCESS;
+}
+
+void * Processes::RunWatcher(void * processes)
+{
+    auto & self = *static_cast<Processes *>(processes);
+    for (;;)
+    {
+        epoll_event event{};
+        if (::epoll_wait(self.m_poll.load(std::memory_order_relaxed), &event, 1, -1) == 1)
+            self.Ended(event.data.fd);
+    }
+    return nullptr;
+}
+
+void Processes::Ended(int file)
+{
+    Reap();
+    MutexLock const held(m_lock);
+    auto const found = std::find_if(m_watched.begin(), m_watched.end(),
+                                    [file](Watched const & watched) { return watched.file == file; });
+    if (found == m_watched.end())
+        return;
+    Waitable & process = *found->process;
+    // One that Reap has not told of is no child, or was taken by someone else.
+    if (!process.IsSignalled() && std::find(m_children.begin(), m_children.end(), &process) == m_children.end())
+        End(process, 0);
+    if (!process.IsSignalled())
+        return; // interrupted: the file is still readable
+    m_watched.erase(found);
+    ::close(file);
+    Unpin(process);
+}
+
+/// Makes the slot a process's object with one handle, to be published.
+void Describe(Slot & slot, pid_t process) noexcept
+{
+    slot.m_code.store(STILL_ACTIVE, std::memory_order_relaxed);
+    slot.m_number.store(static_cast<std::uint32_t>(process), std::memory_order_relaxed);
+    slot.m_handles = 1;
+}
+
+constexpr Waitable::Word kProcessFlags = Waitable::kProcess | Waitable::kManual | Waitable::kShared;
 
 /// How programs are started: only the standard streams go along, and signals do what they do by default.
 class SpawnRules
@@ -168,6 +279,44 @@ private:
 
 } // namespace
 
+void LookAtProcess(Waitable & process) noexcept
+{
+    Processes & processes = Processes::Get();
+    processes.Reap();
+    if (!process.IsSignalled() && &process != &CurrentProcessObject() && !processes.IsChild(process) &&
+        !Lives(static_cast<pid_t>(process.m_number.load(std::memory_order_relaxed))))
+        End(process, 0);
+}
+
+LSTATUS WatchProcess(Waitable & process) noexcept
+{
+    try
+    {
+        return &process == &CurrentProcessObject() ? ERROR_SUCCESS : Processes::Get().Watch(process);
+    }
+    catch (std::bad_alloc const &)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+Waitable & CurrentProcessObject() noexcept
+{
+    struct Own : Waitable
+    {
+        Own() noexcept : Waitable(true, kProcess) { m_code = STILL_ACTIVE; }
+    };
+    static Own own;
+    return own;
+}
+
+} // namespace qvlib::host
+
+namespace host = qvlib::host;
+using host::Fail;
+using host::Processes;
+using host::SpawnRules;
+
 BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, void *, void *, BOOL, DWORD, void *, LPCWSTR,
                     STARTUPINFOW *, PROCESS_INFORMATION * information)
 {
@@ -201,84 +350,60 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, void *, void *, BOO
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
-    Handles & handles = Handles::Get();
-    handles.Reap();
-    auto const child = std::make_shared<Object>();
+    Processes & processes = Processes::Get();
+    processes.Reap();
+    processes.Reserve();
+    host::Slot * const child = host::TakeSlot();
     SpawnRules const rules;
-    if (int const error = rules.Start(child->process, file, alongPath, arguments); error != 0)
+    pid_t number = 0;
+    int const error = child == nullptr ? ENOMEM : rules.Start(number, file, alongPath, arguments);
+    if (error != 0)
+    {
+        processes.AddChild(nullptr);
+        if (child != nullptr)
+            host::FreeSlot(*child);
         return Fail(error == ENOEXEC ? ERROR_BAD_EXE_FORMAT : host::StatusOf(error));
-    handles.AddChild(child);
-    information->hProcess = handles.Add(child);
-    information->hThread = handles.Add(child);
-    information->dwProcessId = static_cast<DWORD>(child->process);
-    information->dwThreadId = static_cast<DWORD>(child->process);
+    }
+    host::Describe(*child, number);
+    child->m_pins = 1;
+    information->hProcess = host::Publish(*child, host::kProcessFlags);
+    information->hThread = host::NewAlias(*child);
+    processes.AddChild(child);
+    information->dwProcessId = static_cast<DWORD>(number);
+    information->dwThreadId = static_cast<DWORD>(number);
     return TRUE;
 }
 
 HANDLE OpenProcess(DWORD, BOOL, DWORD processId)
 {
-    Handles & handles = Handles::Get();
-    handles.Reap();
+    Processes & processes = Processes::Get();
+    processes.Reap();
     auto const process = static_cast<pid_t>(processId);
+    if (HANDLE const child = process > 0 ? processes.OpenChild(process) : nullptr; child != nullptr)
+        return child;
     // 0 and below would ask of groups.
     bool const mayAsk = process > 0 && ::kill(process, 0) == 0;
-    if (!mayAsk || !Lives(process))
+    if (!mayAsk || !host::Lives(process))
     {
         Fail(!mayAsk && process > 0 && errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    auto object = std::make_shared<Object>();
-    object->process = process;
-    return handles.Add(std::move(object));
-}
-
-BOOL GetExitCodeProcess(HANDLE process, DWORD * code)
-{
-    Handles & handles = Handles::Get();
-    handles.Reap();
-    std::shared_ptr<Object> const object = handles.Find(process);
-    if (code == nullptr || (process != GetCurrentProcess() && (object == nullptr || object->isThread)))
-        return Fail(ERROR_INVALID_HANDLE);
-    if (object == nullptr || handles.IsChild(object.get()))
-        *code = STILL_ACTIVE;
-    else if (object->code != STILL_ACTIVE)
-        *code = object->code;
-    else
-        *code = Lives(object->process) ? STILL_ACTIVE : 0;
-    return TRUE;
-}
-
-HANDLE CreateThread(void *, SIZE_T, DWORD(WINAPI * start)(LPVOID), LPVOID argument, DWORD, DWORD * threadId) noexcept
-{
-    static std::atomic<DWORD> lastId{0};
-    if (start == nullptr)
-    {
-        Fail(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    auto const object = std::make_shared<Object>();
-    object->isThread = true;
-    try
-    {
-        std::thread([object, start, argument] { object->code = start(argument); }).detach();
-    }
-    catch (std::system_error const &)
+    host::Slot * const slot = host::TakeSlot();
+    if (slot == nullptr)
     {
         Fail(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    if (threadId != nullptr)
-        *threadId = ++lastId;
-    return Handles::Get().Add(object);
+    host::Describe(*slot, process);
+    return host::Publish(*slot, host::kProcessFlags);
 }
 
-BOOL GetExitCodeThread(HANDLE thread, DWORD * code) noexcept
+BOOL GetExitCodeProcess(HANDLE process, DWORD * code)
 {
-    std::shared_ptr<Object> const object = Handles::Get().Find(thread);
-    if (code == nullptr || object == nullptr || !object->isThread)
+    host::Target target;
+    if (code == nullptr || !target.Find(process, host::Waitable::kProcess))
         return Fail(ERROR_INVALID_HANDLE);
-    *code = object->code;
+    host::LookAtProcess(*target.object);
+    *code = target.object->m_code.load(std::memory_order_acquire);
     return TRUE;
 }
-
-BOOL CloseHandle(HANDLE handle) noexcept { return Handles::Get().Remove(handle) ? TRUE : Fail(ERROR_INVALID_HANDLE); }

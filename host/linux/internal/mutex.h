@@ -10,6 +10,7 @@
 
 #include "qvlib/host/thread_annotations.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <shared_mutex>

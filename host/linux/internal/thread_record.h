@@ -1,6 +1,7 @@
 // What the host keeps of each thread, and what is to be done when it ends.
 #pragma once
 
+#include "host/linux/internal/handles.h"
 #include "qvlib/host/types.h"
 
 namespace qvlib::host
@@ -11,5 +12,32 @@ namespace qvlib::host
 /// those. Last registered, first called; a routine may register others. Not called when the process ends by exit
 /// while the thread runs, but for the main thread, whose own are called then. Throws std::bad_alloc.
 void AtThreadExit(void (*routine)(void *), void * argument);
+
+struct ThreadRecord;
+
+/// The part of it that is found in one step.
+struct ThreadLocals
+{
+    DWORD id = 0; ///< 0 before it was asked for
+    ThreadRecord * record = nullptr;
+    SlotCache * slots = nullptr; ///< the record's
+};
+// Found at a fixed place of the thread's own memory, without a call.
+extern __attribute__((tls_model("initial-exec"))) constinit thread_local ThreadLocals t_thread;
+
+DWORD AssignThreadId() noexcept;
+inline DWORD CurrentThreadId() noexcept { return t_thread.id != 0 ? t_thread.id : AssignThreadId(); }
+
+/// Makes the calling thread's record; null when memory is short.
+ThreadRecord * CurrentRecord() noexcept;
+inline SlotCache * CurrentSlotCache() noexcept
+{
+    if (t_thread.slots == nullptr)
+        CurrentRecord();
+    return t_thread.slots;
+}
+
+/// What handles of the calling thread stand for; null when memory is short.
+Waitable * CurrentThreadObject() noexcept;
 
 } // namespace qvlib::host

@@ -11,7 +11,8 @@
 // compare-exchange of the waiter's word, so that just one object's signal is taken. A wait for all takes one global
 // lock and then those of all its objects; an object that such a wait stands in line at (kAllWaiters) is signalled under
 // the global lock, too. So: a thread holds one object's lock and takes no other lock under it, unless it took the
-// global lock first, and then it may lock any.
+// global lock first, and then it may lock any. (An alias is locked ahead of its object, for as long as it takes to pin
+// that.)
 #pragma once
 
 #include "qvlib/host/types.h"
@@ -78,8 +79,11 @@ public:
     static constexpr Word kAnyIdentity = ~Word{0};
 
     Waitable() = default;
-    /// A Signal's own.
-    explicit Waitable(bool manualReset) noexcept : m_state(kEvent | kShared | (manualReset ? kManual : Word{0})) {}
+    /// An event of its owner's, who keeps it: no slot of the table.
+    explicit Waitable(bool manualReset, Word kind = kEvent) noexcept
+        : m_state(kind | kShared | (manualReset ? kManual : Word{0})), m_pins(1)
+    {
+    }
     Waitable(Waitable const &) = delete;
     Waitable & operator=(Waitable const &) = delete;
 

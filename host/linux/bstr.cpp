@@ -1,4 +1,5 @@
-// Counted strings: eight bytes in front of the characters, the second four of them the length in bytes.
+// Counted strings: eight bytes in front of the characters, the first four of them the size of the block, the second
+// four the length in bytes.
 
 #include "qvlib/host/variant.h"
 
@@ -6,21 +7,123 @@
 #include <limits>
 #include <new>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QVLIB_KEEP_BLOCKS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define QVLIB_KEEP_BLOCKS 0
+#endif
+#endif
+#ifndef QVLIB_KEEP_BLOCKS
+#define QVLIB_KEEP_BLOCKS 1
+#endif
+
 namespace
 {
 
+// Short strings come and go all the time, so each thread keeps a few of the blocks that it has freed, as the platform
+// does. Not under a sanitizer, which would then miss a use of a string that is gone.
+
 constexpr std::size_t kHeader = 8; // keeps the characters aligned as the allocation is
 constexpr std::size_t kLengthAt = 4;
+constexpr std::size_t kStep = 32;         // blocks are multiples of this
+constexpr std::size_t kKeptSizes = 16;    // of 32, 64, ... 512 bytes
+constexpr unsigned char kKeptBlocks = 16; // of a size: at most 70 KB a thread in all
+
+struct FreeBlock
+{
+    FreeBlock * next;
+};
+
+enum class Keeping : unsigned char
+{
+    NotYet,
+    Now,
+    NoMore
+};
+
+struct Kept
+{
+    FreeBlock * first[kKeptSizes];
+    unsigned char count[kKeptSizes];
+    Keeping state;
+};
+
+// Plain data in the thread's own block: reached without a call, and there until the very end of the thread.
+__attribute__((tls_model("initial-exec"))) constinit thread_local Kept kept{};
+
+/// Gives the thread's blocks back at its end. Strings freed later than that go straight back.
+struct GiveBack
+{
+    GiveBack() noexcept { kept.state = Keeping::Now; }
+    ~GiveBack()
+    {
+        kept.state = Keeping::NoMore;
+        for (FreeBlock *& first : kept.first)
+            while (first != nullptr)
+            {
+                FreeBlock * const block = first;
+                first = block->next;
+                ::operator delete(block);
+            }
+    }
+};
+
+void BeginKeeping() noexcept
+{
+    thread_local GiveBack const giveBack;
+    static_cast<void>(giveBack);
+}
+
+/// The place of a size of block among those kept; kKeptSizes for one that is not.
+std::size_t SizeIndex(std::size_t bytes) noexcept
+{
+    std::size_t const index = (bytes - 1) / kStep;
+    return QVLIB_KEEP_BLOCKS != 0 && index < kKeptSizes ? index : kKeptSizes;
+}
+
+unsigned char * TakeBlock(std::size_t bytes) noexcept
+{
+    std::size_t const index = SizeIndex(bytes);
+    if (index == kKeptSizes)
+        return static_cast<unsigned char *>(::operator new(bytes, std::nothrow));
+    if (FreeBlock * const block = kept.first[index])
+    {
+        kept.first[index] = block->next;
+        --kept.count[index];
+        return reinterpret_cast<unsigned char *>(block);
+    }
+    return static_cast<unsigned char *>(::operator new((index + 1) * kStep, std::nothrow));
+}
+
+void ReturnBlock(unsigned char * block, std::size_t index) noexcept
+{
+    if (index < kKeptSizes)
+    {
+        if (kept.state == Keeping::NotYet)
+            BeginKeeping();
+        if (kept.state == Keeping::Now && kept.count[index] < kKeptBlocks)
+        {
+            kept.first[index] = ::new (static_cast<void *>(block)) FreeBlock{kept.first[index]};
+            ++kept.count[index];
+            return;
+        }
+    }
+    ::operator delete(block);
+}
 
 BSTR Allocate(void const * bytes, std::size_t length) noexcept
 {
     if (length > std::numeric_limits<UINT>::max() - kHeader - sizeof(wchar_t))
         return nullptr;
-    auto * const block = static_cast<unsigned char *>(::operator new(kHeader + length + sizeof(wchar_t), std::nothrow));
+    std::size_t const size = kHeader + length + sizeof(wchar_t);
+    unsigned char * const block = TakeBlock(size);
     if (block == nullptr)
         return nullptr;
-    auto const stored = static_cast<std::uint32_t>(length);
-    std::memcpy(block + kLengthAt, &stored, sizeof stored);
+    // The size of the block is told apart from the length, which the owner of a string may shorten.
+    std::uint32_t const header[2] = {static_cast<std::uint32_t>(SizeIndex(size)), static_cast<std::uint32_t>(length)};
+    static_assert(sizeof header == kHeader);
+    std::memcpy(block, header, sizeof header);
     unsigned char * const text = block + kHeader;
     if (bytes != nullptr && length != 0)
         std::memcpy(text, bytes, length);
@@ -44,8 +147,12 @@ BSTR SysAllocStringByteLen(char const * bytes, UINT length) { return Allocate(by
 
 void SysFreeString(BSTR text)
 {
-    if (text != nullptr)
-        ::operator delete(reinterpret_cast<unsigned char *>(text) - kHeader);
+    if (text == nullptr)
+        return;
+    unsigned char * const block = reinterpret_cast<unsigned char *>(text) - kHeader;
+    std::uint32_t index;
+    std::memcpy(&index, block, sizeof index);
+    ReturnBlock(block, index);
 }
 
 UINT SysStringLen(BSTR text) { return static_cast<UINT>(SysStringByteLen(text) / sizeof(OLECHAR)); }

@@ -2,50 +2,16 @@
 
 #include "qvlib/host/variant.h"
 
+#include "host/linux/internal/element_size.h"
+#include "host/linux/internal/variant_kind.h"
+
 #include <utility>
+
+using qvlib::host::IsKnownKind;
+using qvlib::host::IsPlainKind;
 
 namespace
 {
-
-/// Whether a variant may be of the kind, its flags included.
-bool IsKnownKind(VARTYPE vt) noexcept
-{
-    if ((vt & (VT_VECTOR | VT_RESERVED)) != 0)
-        return false;
-    VARTYPE const base = vt & VT_TYPEMASK;
-    if ((vt & (VT_ARRAY | VT_BYREF)) != 0 && base <= VT_NULL)
-        return false;
-    if (base == VT_VARIANT)
-        return (vt & (VT_ARRAY | VT_BYREF)) != 0;
-    return base <= VT_UINT && base != 15;
-}
-
-/// The width of what a VT_BYREF variant of a plain kind points to.
-std::size_t PlainSize(VARTYPE base) noexcept
-{
-    switch (base)
-    {
-    case VT_I1:
-    case VT_UI1:
-        return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-        return 2;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-        return 8;
-    case VT_BSTR:
-    case VT_UNKNOWN:
-    case VT_DISPATCH:
-        return sizeof(void *);
-    default:
-        return 4;
-    }
-}
 
 /// Gives the content of a bitwise copy an owner of its own.
 HRESULT Own(VARIANT & value) noexcept
@@ -89,6 +55,11 @@ HRESULT VariantClear(VARIANTARG * value)
 {
     if (value == nullptr)
         return E_INVALIDARG;
+    if (IsPlainKind(value->vt))
+    {
+        value->vt = VT_EMPTY;
+        return S_OK;
+    }
     if (!IsKnownKind(value->vt))
         return DISP_E_BADVARTYPE;
     VARIANT const old = *value;
@@ -119,6 +90,11 @@ HRESULT VariantCopy(VARIANTARG * target, VARIANTARG const * source)
 {
     if (target == nullptr || source == nullptr)
         return E_INVALIDARG;
+    if (IsPlainKind(source->vt) && IsPlainKind(target->vt))
+    {
+        *target = *source;
+        return S_OK;
+    }
     if (!IsKnownKind(source->vt))
         return DISP_E_BADVARTYPE;
     if (target == source)
@@ -164,7 +140,7 @@ HRESULT VariantCopyInd(VARIANTARG * target, VARIANTARG const * source)
     }
     else
     {
-        std::memcpy(&held.llVal, source->byref, (vt & VT_ARRAY) != 0 ? sizeof(void *) : PlainSize(vt));
+        std::memcpy(&held.llVal, source->byref, (vt & VT_ARRAY) != 0 ? sizeof(void *) : qvlib::host::ElementSize(vt));
         held.vt = vt;
     }
     return VariantCopy(target, &held);

@@ -5,11 +5,13 @@
 // fit is DISP_E_OVERFLOW. Fractions round to the even neighbour.
 
 #include "host/linux/internal/number_text.h"
+#include "host/linux/internal/whole_number.h"
 #include "qvlib/host/crt.h"
 #include "qvlib/host/dates.h"
 #include "qvlib/host/variant.h"
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -18,7 +20,11 @@
 namespace
 {
 
+using qvlib::host::FromSigned;
+using qvlib::host::GetWhole;
 using qvlib::host::NumberText;
+using qvlib::host::Whole;
+using qvlib::host::WholeWidth;
 
 struct Context
 {
@@ -26,92 +32,7 @@ struct Context
     USHORT flags;
 };
 
-/// A whole number: sign and magnitude of any 64-bit value.
-struct Whole
-{
-    bool negative;
-    ULONGLONG magnitude;
-};
-
-constexpr Whole FromSigned(LONGLONG value) noexcept
-{
-    return {value < 0, value < 0 ? ~static_cast<ULONGLONG>(value) + 1 : static_cast<ULONGLONG>(value)};
-}
-
 constexpr ULONGLONG kTenThousand = 10000;
-
-/// The width in bytes of a whole-number kind, 0 for any other; `isSigned` tells which sort.
-std::size_t WholeWidth(VARTYPE vt, bool & isSigned) noexcept
-{
-    isSigned = false;
-    switch (vt)
-    {
-    case VT_I1:
-        isSigned = true;
-        return 1;
-    case VT_UI1:
-        return 1;
-    case VT_I2:
-        isSigned = true;
-        return 2;
-    case VT_UI2:
-        return 2;
-    case VT_I4:
-    case VT_INT:
-        isSigned = true;
-        return 4;
-    case VT_UI4:
-    case VT_UINT:
-        return 4;
-    case VT_I8:
-        isSigned = true;
-        return 8;
-    case VT_UI8:
-        return 8;
-    default:
-        return 0;
-    }
-}
-
-/// The value of a whole-number or truth variant.
-bool GetWhole(VARIANT const & value, Whole & whole) noexcept
-{
-    switch (value.vt)
-    {
-    case VT_EMPTY:
-        whole = {false, 0};
-        return true;
-    case VT_I1:
-        whole = FromSigned(static_cast<signed char>(value.cVal));
-        return true;
-    case VT_UI1:
-        whole = {false, value.bVal};
-        return true;
-    case VT_I2:
-    case VT_BOOL:
-        whole = FromSigned(value.iVal);
-        return true;
-    case VT_UI2:
-        whole = {false, value.uiVal};
-        return true;
-    case VT_I4:
-    case VT_INT:
-        whole = FromSigned(value.lVal);
-        return true;
-    case VT_UI4:
-    case VT_UINT:
-        whole = {false, value.ulVal};
-        return true;
-    case VT_I8:
-        whole = FromSigned(value.llVal);
-        return true;
-    case VT_UI8:
-        whole = {false, value.ullVal};
-        return true;
-    default:
-        return false;
-    }
-}
 
 HRESULT RoundDouble(double value, Whole & whole) noexcept
 {
@@ -194,9 +115,7 @@ HRESULT GetDouble(VARIANT const & source, Context const & context, double & valu
     Whole whole;
     if (GetWhole(source, whole))
     {
-        value = static_cast<double>(whole.magnitude);
-        if (whole.negative)
-            value = -value;
+        value = qvlib::host::ToDouble(whole);
         return S_OK;
     }
     switch (source.vt)
@@ -359,21 +278,15 @@ HRESULT ConvertToCurrency(VARIANT const & source, Context const & context, VARIA
     return S_OK;
 }
 
-/// Numbers and truth values as text.
+/// What is not written as a whole number, as text.
 HRESULT WriteText(VARIANT const & source, Context const & context, std::wstring & text)
 {
-    Whole whole;
     switch (source.vt)
     {
     case VT_EMPTY:
         return S_OK;
-    case VT_BOOL:
-        if ((context.flags & VARIANT_ALPHABOOL) != 0)
-        {
-            text = source.boolVal != VARIANT_FALSE ? L"True" : L"False";
-            return S_OK;
-        }
-        text = std::to_wstring(source.boolVal);
+    case VT_BOOL: // as a word; as a number it is a whole one
+        text = source.boolVal != VARIANT_FALSE ? L"True" : L"False";
         return S_OK;
     case VT_R4:
         text = qvlib::host::DoubleText(static_cast<double>(source.fltVal), 7, context.locale);
@@ -388,19 +301,32 @@ HRESULT WriteText(VARIANT const & source, Context const & context, std::wstring 
         text = qvlib::host::FixedText(qvlib::host::FromDecimal(qvlib::host::GetDecimal(source)), context.locale);
         return S_OK;
     default:
-        if (!GetWhole(source, whole))
-            return DISP_E_TYPEMISMATCH;
-        text = std::to_wstring(whole.magnitude);
-        if (whole.negative)
-            text.insert(0, 1, L'-');
-        return S_OK;
+        return DISP_E_TYPEMISMATCH;
     }
+}
+
+/// Digits straight into a counted string: the conversion that is wanted most.
+HRESULT WriteWhole(Whole const & whole, BSTR & text) noexcept
+{
+    wchar_t digits[21];
+    wchar_t * const end = digits + std::size(digits);
+    wchar_t * at = end;
+    for (ULONGLONG rest = whole.magnitude; at == end || rest != 0; rest /= 10)
+        *--at = static_cast<wchar_t>(L'0' + rest % 10);
+    if (whole.negative)
+        *--at = L'-';
+    text = SysAllocStringLen(at, static_cast<UINT>(end - at));
+    return text != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT ConvertToText(VARIANT const & source, Context const & context, VARIANT & target)
 {
     if (source.vt == VT_DATE)
         return VarBstrFromDate(source.date, context.locale, 0, &target.bstrVal);
+    Whole whole;
+    bool const asWord = source.vt == VT_EMPTY || (source.vt == VT_BOOL && (context.flags & VARIANT_ALPHABOOL) != 0);
+    if (!asWord && GetWhole(source, whole))
+        return WriteWhole(whole, target.bstrVal);
     std::wstring text;
     if (HRESULT const result = WriteText(source, context, text); FAILED(result))
         return result;

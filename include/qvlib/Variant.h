@@ -23,6 +23,7 @@
 #include "qvlib/framework/comutil.h"
 #include "qvlib/host/variant.h"
 
+#include <concepts>
 #include <iosfwd>
 
 namespace qvlib
@@ -156,7 +157,13 @@ public:
     qrvariant_t & operator=(IDispatch * object);
     qrvariant_t & operator=(IUnknown * object);
 
-    operator tagVARIANT *() noexcept { return this; }
+    /// To tagVARIANT *. A template, so that it never stands beside the conversion to tagVARIANT const *, of whose
+    /// choice compilers warn.
+    template <std::same_as<tagVARIANT> Variant>
+    operator Variant *() noexcept
+    {
+        return this;
+    }
     using variant_reader::operator tagVARIANT const *;
 
     /// Becomes VT_ERROR with the code. What was held is forgotten, not given back: for a variant that holds nothing.
@@ -172,7 +179,8 @@ public:
     bool operator==(qrvariant_t const &) const = delete;
 
 private:
-    qrvariant_t & Hold(tagVARIANT const & owned);
+    template <class... Source>
+    qrvariant_t & Assign(Source const &... source);
 };
 
 /// A view of a variant that another owns: copies are bitwise, and nothing is ever given back. Good as long as the owner

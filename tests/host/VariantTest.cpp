@@ -1,5 +1,6 @@
 #include "support/allocation_sweep.h"
 #include "support/tsv.h"
+#include "support/variants.h"
 
 #include "qvlib/host/com.h"
 #include "qvlib/host/variant.h"
@@ -8,88 +9,16 @@
 
 #include <cmath>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace
 {
 
+using qvlib_test::Counted;
+using qvlib_test::Holder;
 using qvlib_test::Table;
-
-/// A variant that ends what it holds.
-struct Holder : VARIANT
-{
-    Holder() : VARIANT() {}
-    Holder(Holder const &) = delete;
-    Holder & operator=(Holder const &) = delete;
-    ~Holder() { VariantClear(this); }
-};
-
-BSTR Text(std::wstring const & text) { return SysAllocStringLen(text.data(), static_cast<UINT>(text.size())); }
-
-std::wstring View(BSTR text) { return text == nullptr ? std::wstring() : std::wstring(text, SysStringLen(text)); }
-
-/// The variant that a row describes; false for a row that is not built here.
-bool Build(Table const & rows, std::size_t row, VARIANT & value, LONGLONG (&target)[2])
-{
-    auto const vt = static_cast<VARTYPE>(rows.Integer(row, "vt"));
-    std::string const raw = rows.Raw(row, "value");
-    value.vt = vt;
-    switch (vt & VT_TYPEMASK)
-    {
-    case VT_EMPTY:
-    case VT_NULL:
-    case VT_UNKNOWN:
-    case VT_DISPATCH:
-        return true;
-    case VT_R4:
-        value.fltVal = static_cast<float>(std::stod(raw));
-        return true;
-    case VT_BSTR:
-        value.bstrVal = Text(rows.Wide(row, "value"));
-        return true;
-    case VT_ERROR:
-        value.scode = static_cast<SCODE>(std::stoul(raw, nullptr, 16));
-        return true;
-    case VT_DECIMAL:
-    {
-        unsigned scale = 0;
-        unsigned sign = 0;
-        unsigned words[3] = {};
-        if (std::sscanf(raw.c_str(), "scale %u sign %u %x %x %x", &scale, &sign, words, words + 1, words + 2) != 5)
-            return false;
-        DECIMAL decimal{};
-        decimal.scale = static_cast<BYTE>(scale);
-        decimal.sign = sign != 0 ? DECIMAL_NEG : BYTE{0};
-        decimal.Hi32 = words[0];
-        decimal.Lo64 = ULONGLONG{words[1]} << 32 | words[2];
-        qvlib::host::SetDecimal(value, decimal);
-        return true;
-    }
-    case VT_R8:
-    case VT_DATE:
-        if ((vt & VT_BYREF) == 0)
-        {
-            value.dblVal = std::stod(raw);
-            return true;
-        }
-        break;
-    default:
-        if ((vt & VT_BYREF) == 0)
-        {
-            value.ullVal = vt == VT_UI8 ? std::stoull(raw) : static_cast<ULONGLONG>(std::stoll(raw));
-            return true;
-        }
-    }
-    if (raw.compare(0, 3, "-> ") != 0)
-        return false;
-    double const number = std::stod(raw.substr(3));
-    LONG const whole = static_cast<LONG>(number);
-    if ((vt & VT_TYPEMASK) == VT_R8)
-        std::memcpy(target, &number, sizeof number);
-    else
-        std::memcpy(target, &whole, sizeof whole);
-    value.byref = target;
-    return true;
-}
+using qvlib_test::View;
 
 TEST(VariantChangeType, AgreesWithThePlatform)
 {
@@ -102,7 +31,7 @@ TEST(VariantChangeType, AgreesWithThePlatform)
         SCOPED_TRACE(rows.Raw(row, "vt") + " " + rows.Raw(row, "value"));
         Holder source;
         LONGLONG target[2] = {};
-        ASSERT_TRUE(Build(rows, row, source, target));
+        ASSERT_TRUE(qvlib_test::BuildVariant(rows, row, "vt", "value", source, target));
         ++checked;
         auto const convert = [&](VARTYPE vt, char const * column, auto const & compare)
         {
@@ -217,18 +146,37 @@ TEST(Bstr, CountsItsCharactersAndKeepsNuls)
     SysFreeString(odd);
 }
 
-/// Counts the references to it.
-struct Counted final : IUnknown
+TEST(Bstr, BlocksChangeHandsAmongThreads)
 {
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void ** object) override
+    // Every length up to beyond the kept sizes, made on one thread, shortened or not, freed on another, made again.
+    std::vector<BSTR> texts;
+    for (int round = 0; round < 3; ++round)
     {
-        *object = nullptr;
-        return E_NOINTERFACE;
+        std::thread(
+            [&]
+            {
+                for (UINT length = 0; length < 160; ++length)
+                    for (int copy = 0; copy < 3; ++copy)
+                        texts.push_back(
+                            SysAllocString(std::wstring(length, static_cast<wchar_t>(L'a' + copy)).c_str()));
+            })
+            .join();
+        for (std::size_t i = 0; i < texts.size(); ++i)
+        {
+            ASSERT_EQ(View(texts[i]), std::wstring(i / 3, static_cast<wchar_t>(L'a' + i % 3)));
+            if (i % 2 == 1)
+                SysFreeString(texts[i]);
+        }
+        std::thread(
+            [&]
+            {
+                for (std::size_t i = 0; i < texts.size(); i += 2)
+                    SysFreeString(texts[i]);
+            })
+            .join();
+        texts.clear();
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    ULONG references = 1;
-};
+}
 
 /// {a text, an object, an array with a text} as one variant.
 void MakeNested(VARIANT & value, Counted & object)

@@ -20,8 +20,8 @@ class QVLIB_API COleSafeArray : public tagVARIANT
 {
 public:
     COleSafeArray() noexcept : tagVARIANT() {}
-    /// Copies; the elements are of the kind `vt`.
-    COleSafeArray(SAFEARRAY const * array, VARTYPE vt);
+    /// Copies; the elements are of the kind.
+    COleSafeArray(SAFEARRAY const * array, VARTYPE kind);
     COleSafeArray(COleSafeArray const & other);
     COleSafeArray(COleSafeArray && other) noexcept : tagVARIANT(other) { VariantInit(&other); }
     /// Copies a variant that holds an array; E_INVALIDARG for any other, as in the assignment.
@@ -46,12 +46,12 @@ public:
     VARIANT Detach() noexcept;
 
     /// Ends what is held and makes an array of zeroed elements.
-    void Create(VARTYPE vt, DWORD dimensions, SAFEARRAYBOUND const * bounds);
+    void Create(VARTYPE kind, DWORD dimensions, SAFEARRAYBOUND const * bounds);
     /// The same, with counts alone: every dimension begins at 0.
-    void Create(VARTYPE vt, DWORD dimensions, DWORD const * elements);
+    void Create(VARTYPE kind, DWORD dimensions, DWORD const * elements);
     /// The same with one dimension. A `source`, where given, holds as many elements of the kind, which are copied bit
     /// by bit: not for texts, objects and variants (E_INVALIDARG).
-    void CreateOneDim(VARTYPE vt, DWORD elements, void const * source = nullptr, long lowerBound = 0);
+    void CreateOneDim(VARTYPE kind, DWORD elements, void const * source = nullptr, long lowerBound = 0);
 
     /// Elements of an array with one dimension; E_INVALIDARG for another.
     DWORD GetOneDimSize() const;

@@ -57,6 +57,10 @@ public:
     /// Asks a sink for the interface that the source calls.
     virtual HRESULT QuerySinkInterface(IUnknown * sink, void ** object);
 
+protected:
+    /// The source.
+    CCmdTarget & Owner() const noexcept { return m_owner; }
+
 private:
     struct QVLIB_LOCAL XConnPt final : IConnectionPoint
     {

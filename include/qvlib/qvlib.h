@@ -77,6 +77,7 @@
 #include <qvlib/Registry.h>
 #include <qvlib/SafeArrayVector.h>
 #include <qvlib/Settings.h>
+#include <qvlib/SharedValueHeap.h>
 #include <qvlib/SimpleMutex.h>
 #include <qvlib/SimpleTokenizer.h>
 #include <qvlib/SimpleXmlParser.h>

@@ -1,6 +1,6 @@
 // Looking for messages: what a thread's loop is made of.
-#include "host/linux/internal/time_limit.h"
 #include "host/linux/internal/message_queue.h"
+#include "host/linux/internal/time_limit.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/sync.h"
 #include "qvlib/host/thread.h"
@@ -92,7 +92,7 @@ bool MessageQueue::Take(MSG & message, MessageFilter const & filter, bool remove
         if (sent != nullptr)
             RunOne(*sent);
         else
-            WaitForHandlesAnd(m_input, 0, nullptr, false, INFINITE);
+            WaitForHandlesOr(m_input, 0, nullptr, false, INFINITE);
     }
 }
 
@@ -115,6 +115,7 @@ DWORD MessageQueue::Status(UINT kinds)
 DWORD MessageQueue::Wait(DWORD count, HANDLE const * handles, DWORD timeout, UINT kinds, DWORD flags)
 {
     bool const serves = (kinds & QS_SENDMESSAGE) == 0;
+    bool const all = (flags & MWMO_WAITALL) != 0;
     TimeLimit const limit(timeout);
     for (;;)
     {
@@ -125,7 +126,7 @@ DWORD MessageQueue::Wait(DWORD count, HANDLE const * handles, DWORD timeout, UIN
             if ((there & m_sleepsFor) != 0)
                 m_input.Set();
         }
-        DWORD const ended = WaitForHandlesAnd(m_input, count, handles, false, limit.Left());
+        DWORD const ended = WaitForHandlesOr(m_input, count, handles, all, limit.Left());
         {
             MutexLock const held(m_mutex);
             m_sleepsFor = 0;

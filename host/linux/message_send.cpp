@@ -285,7 +285,7 @@ LSTATUS MessageQueue::Send(HWND window, UINT message, WPARAM wParam, LPARAM lPar
             break;
         }
         if (incoming == nullptr)
-            WaitForHandlesAnd(m_input, 0, nullptr, false, left);
+            WaitForHandlesOr(m_input, 0, nullptr, false, left);
     }
     return pending.Take(result);
 }

@@ -2,6 +2,7 @@
 
 #include "host/linux/internal/futex.h"
 #include "host/linux/internal/handles.h"
+#include "host/linux/internal/mutex.h"
 #include "host/linux/internal/thread_record.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/sync.h"
@@ -10,6 +11,7 @@
 #include <climits>
 #include <memory>
 #include <new>
+#include <unordered_set>
 #include <vector>
 
 #include <pthread.h>
@@ -58,11 +60,49 @@ void UseRecord(ThreadRecord * record) noexcept
     t_thread.slots = record == nullptr ? nullptr : &record->slots;
 }
 
+/// The ids of the threads that live.
+class LiveThreads
+{
+public:
+    /// False when there is no memory for it.
+    bool Add(DWORD id) noexcept
+    try
+    {
+        MutexLock const held(m_mutex);
+        m_ids.insert(id);
+        return true;
+    }
+    catch (std::bad_alloc const &)
+    {
+        return false;
+    }
+    void Remove(DWORD id) noexcept
+    {
+        MutexLock const held(m_mutex);
+        m_ids.erase(id);
+    }
+    bool Has(DWORD id) noexcept
+    {
+        MutexLock const held(m_mutex);
+        return m_ids.count(id) != 0;
+    }
+    static LiveThreads & Get()
+    {
+        static LiveThreads & threads = *new LiveThreads; // threads may end after the program's static objects
+        return threads;
+    }
+
+private:
+    Mutex m_mutex;
+    std::unordered_set<DWORD> m_ids QVLIB_GUARDED_BY(m_mutex);
+};
+
 /// The very last that happens on a thread, after its static objects are gone.
 void EndThread(void * argument)
 {
     std::unique_ptr<ThreadRecord> const record(static_cast<ThreadRecord *>(argument));
     record->RunRoutines();
+    LiveThreads::Get().Remove(t_thread.id);
     if (Waitable * const object = record->object; object != nullptr)
     {
         object->m_code.store(record->exitCode, std::memory_order_release);
@@ -154,7 +194,15 @@ int StartThread(SIZE_T stackSize, Start * start) noexcept
 
 } // namespace
 
-DWORD AssignThreadId() noexcept { return t_thread.id = NewThreadId(); }
+DWORD AssignThreadId() noexcept
+{
+    t_thread.id = NewThreadId();
+    if (CurrentRecord() != nullptr) // so that its end is noticed
+        LiveThreads::Get().Add(t_thread.id);
+    return t_thread.id;
+}
+
+bool IsLiveThread(DWORD id) noexcept { return LiveThreads::Get().Has(id); }
 
 ThreadRecord * CurrentRecord() noexcept
 {
@@ -233,8 +281,9 @@ HANDLE CreateThread(void *, SIZE_T stackSize, DWORD(WINAPI * start)(LPVOID), LPV
     HANDLE const handle = host::Publish(*slot, Waitable::kThread | Waitable::kManual | Waitable::kShared);
     if (threadId != nullptr)
         *threadId = id;
-    if (host::StartThread(stackSize, begin.get()) != 0)
+    if (!host::LiveThreads::Get().Add(id) || host::StartThread(stackSize, begin.get()) != 0)
     {
+        host::LiveThreads::Get().Remove(id);
         host::Unpin(*slot);
         CloseHandle(handle);
         Refuse(ERROR_NOT_ENOUGH_MEMORY);

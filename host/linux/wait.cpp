@@ -94,25 +94,37 @@ bool HasOneTwice(Target const * targets, DWORD count) noexcept
     return false;
 }
 
-/// Takes all signals, or puts the blocks into all lines (`queue`), or does nothing.
+/// Takes the signals that are needed together, or one that is enough alone, and gives the waiter its result; or puts
+/// the blocks into all lines (`queue`), or does nothing.
 Taken TakeAllOrQueue(Target const * targets, Waiter & waiter, bool queue) noexcept
 {
     std::array<Waitable::Word, kMostWaitables> states;
     MutexLock const held(g_waitAllLock);
     Taken taken = Taken::yes;
     std::uint32_t locked = 0;
-    for (; locked < waiter.count && taken != Taken::invalid; ++locked)
+    for (; locked < waiter.total && taken != Taken::invalid; ++locked)
     {
         if (!targets[locked].object->Lock(targets[locked].identity, states[locked]))
             taken = Taken::invalid;
-        else if ((states[locked] & Waitable::kSignalled) == 0)
+        else if (locked < waiter.count && (states[locked] & Waitable::kSignalled) == 0)
             taken = Taken::no;
     }
     if (taken == Taken::invalid)
         --locked;
+    std::uint32_t first = 0;
+    std::uint32_t end = waiter.count;
+    for (std::uint32_t i = waiter.count; i < locked && taken == Taken::no; ++i)
+        if ((states[i] & Waitable::kSignalled) != 0)
+        {
+            taken = Taken::yes;
+            first = i;
+            end = i + 1;
+        }
+    if (taken == Taken::yes)
+        waiter.result.store(first, std::memory_order_relaxed);
     for (std::uint32_t i = 0; i < locked; ++i)
     {
-        if (taken == Taken::yes && (states[i] & Waitable::kManual) == 0)
+        if (taken == Taken::yes && i >= first && i < end && (states[i] & Waitable::kManual) == 0)
             states[i] &= ~Waitable::kSignalled;
         else if (taken == Taken::no && queue)
             targets[i].object->Enqueue(waiter.blocks[i], states[i]);
@@ -121,14 +133,17 @@ Taken TakeAllOrQueue(Target const * targets, Waiter & waiter, bool queue) noexce
     return taken;
 }
 
-DWORD WaitForAll(Target const * targets, DWORD count, WaitBlock * blocks, DWORD milliseconds) noexcept
+/// Waits for the first `together` targets, or for one of those behind them.
+DWORD WaitForAll(Target const * targets, DWORD count, DWORD together, WaitBlock * blocks, DWORD milliseconds) noexcept
 {
     if (HasOneTwice(targets, count))
         return Failed(ERROR_INVALID_PARAMETER);
+    for (DWORD i = 0; i < together; ++i)
+        blocks[i].alone = false;
     Moment const until = Deadline(milliseconds);
     Waiter waiter;
-    waiter.all = true;
-    waiter.count = count;
+    waiter.total = count;
+    waiter.count = together;
     waiter.blocks = blocks;
     for (DWORD i = 0; i < count; ++i)
     {
@@ -140,7 +155,7 @@ DWORD WaitForAll(Target const * targets, DWORD count, WaitBlock * blocks, DWORD 
     if (taken == Taken::invalid)
         return Failed(ERROR_INVALID_HANDLE);
     if (taken == Taken::yes || milliseconds == 0)
-        return taken == Taken::yes ? 0 : WAIT_TIMEOUT;
+        return taken == Taken::yes ? waiter.result.load(std::memory_order_relaxed) : WAIT_TIMEOUT;
     DWORD const result = Rest(waiter, until);
     // Whoever looks at this waiter's other objects on behalf of one of them holds the lock as well.
     MutexLock const held(g_waitAllLock);
@@ -174,7 +189,7 @@ private:
     DWORD m_count = 0;
 };
 
-/// What the public functions and WaitForHandlesAnd have in common.
+/// What the public functions and WaitForHandlesOr have in common.
 DWORD WaitForSeveral(Waitable * last, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept
 {
     Targets targets;
@@ -186,13 +201,14 @@ DWORD WaitForSeveral(Waitable * last, DWORD count, HANDLE const * handles, bool 
             return Failed(status);
     if (last != nullptr)
         targets.Add().Use(*last);
-    auto * const wait = all && targets.Count() > 1 ? &WaitForAll : &WaitForAny;
-    return wait(targets.Data(), targets.Count(), blocks.data(), milliseconds);
+    if (all && count > 1)
+        return WaitForAll(targets.Data(), targets.Count(), count, blocks.data(), milliseconds);
+    return WaitForAny(targets.Data(), targets.Count(), blocks.data(), milliseconds);
 }
 
 } // namespace
 
-DWORD WaitForHandlesAnd(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept
+DWORD WaitForHandlesOr(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept
 {
     return WaitForSeveral(&signal.m_waitable, count, handles, all, milliseconds);
 }

@@ -109,7 +109,7 @@ void Waitable::Enqueue(WaitBlock & block, Word & state) noexcept
     }
     m_last = &block;
     state |= kWaiters;
-    if (block.waiter->all)
+    if (!block.alone)
     {
         ++m_allWaiters;
         state |= kAllWaiters;
@@ -130,7 +130,7 @@ void Waitable::Dequeue(WaitBlock & block, Word & state) noexcept
         if (m_last == &block)
             m_last = block.previous;
     }
-    if (block.waiter->all && --m_allWaiters == 0)
+    if (!block.alone && --m_allWaiters == 0)
         state &= ~kAllWaiters;
 }
 
@@ -220,7 +220,7 @@ Waitable::Word Waitable::Grant(Word state, Wakes & wakes) noexcept
     {
         block = block->next;
         Waiter & waiter = *block->waiter;
-        if (waiter.all)
+        if (!block->alone)
             state = GrantAll(waiter, state, wakes);
         else if (Answer(waiter, block->index))
         {

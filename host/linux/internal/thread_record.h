@@ -13,6 +13,10 @@ namespace qvlib::host
 /// while the thread runs, but for the main thread, whose own are called then. Throws std::bad_alloc.
 void AtThreadExit(void (*routine)(void *), void * argument);
 
+/// Whether a thread of this process has that id and has not ended: one that CreateThread started, from then on, or one
+/// that has asked for its id.
+bool IsLiveThread(DWORD id) noexcept;
+
 struct ThreadRecord;
 
 /// The part of it that is found in one step.

@@ -19,15 +19,15 @@
 //         queue.input.Set();                          (queue.fresh & mask) != 0 ? queue.input.Set() :
 //         queue.input.Reset();
 //                                                 }
-//                                                 DWORD const result = WaitForHandlesAnd(queue.input, count, handles,
+//                                                 DWORD const result = WaitForHandlesOr(queue.input, count, handles,
 //                                                 all, ms);
 //                                                 // then, under the lock again: mask = 0, and take the bits if result
 //                                                 == count
 //
 // Set() without a waiter is one atomic step; with one, the waiter is handed its result and woken by one futex call. Set
-// and Reset are leaves: they take no lock of the caller's and may be called under any. In a wait for all, handles and
-// signal must be there at one moment; nothing is taken from an auto-reset event before. A wait that waits for a reply
-// as well as for input (SendMessageW) does so with one more bit in the same queue and Signal.
+// and Reset are leaves: they take no lock of the caller's and may be called under any. A wait for all ends
+// with all of the handles at one moment, or with the signal; nothing is taken from an auto-reset event before. A wait
+// that waits for a reply as well as for input (SendMessageW) does so with one more bit in the same queue and Signal.
 //
 // What is to happen when a thread ends, on that thread (its windows die with it): AtThreadExit in thread_record.h.
 #pragma once
@@ -52,7 +52,7 @@ public:
     bool IsSet() const noexcept { return m_waitable.IsSignalled(); }
 
 private:
-    friend DWORD WaitForHandlesAnd(Signal &, DWORD, HANDLE const *, bool, DWORD) noexcept;
+    friend DWORD WaitForHandlesOr(Signal &, DWORD, HANDLE const *, bool, DWORD) noexcept;
     Waitable m_waitable;
 };
 
@@ -61,9 +61,9 @@ constexpr DWORD kMostWaitHandles = 64;
 
 /// Waits for handles or a signal, for at most `milliseconds` (INFINITE: no limit; 0: looks, and takes what is there).
 /// Any: the index of the first handle that was there, `count` for the signal, which comes after the handles when
-/// several are. All: 0 when every handle and the signal were there together; with no handles that is `count`, too.
+/// several are. All: 0 when all handles were there together, else `count` for the signal.
 /// WAIT_TIMEOUT otherwise, WAIT_FAILED with the status in GetLastError for a handle that isn't one, for more than
 /// kMostWaitHandles - 1 of them, and for the same object twice in a wait for all. `count` may be 0.
-DWORD WaitForHandlesAnd(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept;
+DWORD WaitForHandlesOr(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept;
 
 } // namespace qvlib::host

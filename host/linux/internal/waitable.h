@@ -35,6 +35,7 @@ struct WaitBlock
     Waiter * waiter;
     Waitable * object;
     std::uint32_t index;
+    bool alone = true; ///< its object ends the wait alone; false for those that a wait for all needs together
 };
 
 /// A thread that waits, on its stack.
@@ -44,8 +45,8 @@ struct Waiter
     static constexpr std::uint32_t kGivenUp = 0xFFFFFFFE;
 
     std::atomic<std::uint32_t> result{kPending}; ///< then the index of what ended the wait; the word that it sleeps on
-    bool all = false;
-    std::uint32_t count = 0; ///< of a wait for all: its blocks
+    std::uint32_t count = 0;                     ///< of a wait for all: the blocks whose objects it needs together
+    std::uint32_t total = 0;                     ///< and with those behind them, each of which ends it alone
     WaitBlock * blocks = nullptr;
 };
 

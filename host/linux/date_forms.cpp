@@ -1,5 +1,6 @@
 #include "host/linux/internal/date_forms.h"
 
+#include "host/linux/internal/locale_patterns.h"
 #include "qvlib/host/crt.h"
 #include "qvlib/host/locale.h"
 
@@ -9,11 +10,8 @@
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
-#include <string_view>
 #include <unicode/dtfmtsym.h>
-#include <unicode/smpdtfmt.h>
 #include <unicode/uchar.h>
-#include <unicode/uloc.h>
 
 namespace qvlib::host::internal
 {
@@ -21,43 +19,11 @@ namespace qvlib::host::internal
 namespace
 {
 
-/// The forms that the platform is known to write, where they differ from the locale data of ICU.
-struct PlatformForm
-{
-    std::string_view name;
-    wchar_t const * date;
-    wchar_t const * time;
-};
-
-constexpr PlatformForm kPlatformForms[] = {
-    {"en-US", L"M/d/yyyy", L"h:mm:ss tt"},  {"en-GB", L"dd/MM/yyyy", L"HH:mm:ss"},
-    {"de-DE", L"dd.MM.yyyy", L"HH:mm:ss"},  {"de-AT", L"dd.MM.yyyy", L"HH:mm:ss"},
-    {"de-CH", L"dd.MM.yyyy", L"HH:mm:ss"},  {"fr-FR", L"dd/MM/yyyy", L"HH:mm:ss"},
-    {"it-IT", L"dd/MM/yyyy", L"HH:mm:ss"},  {"es-ES", L"dd/MM/yyyy", L"H:mm:ss"},
-    {"ja-JP", L"yyyy/MM/dd", L"H:mm:ss"},   {"zh-CN", L"yyyy/M/d", L"H:mm:ss"},
-    {"ru-RU", L"dd.MM.yyyy", L"HH:mm:ss"},  {"pt-BR", L"dd/MM/yyyy", L"HH:mm:ss"},
-    {"pt-PT", L"dd/MM/yyyy", L"HH:mm:ss"},  {"sv-SE", L"yyyy-MM-dd", L"HH:mm:ss"},
-    {"hi-IN", L"dd-MM-yyyy", L"HH:mm:ss"},  {"nl-NL", L"d-M-yyyy", L"HH:mm:ss"},
-    {"da-DK", L"dd-MM-yyyy", L"HH:mm:ss"},  {"ko-KR", L"yyyy-MM-dd", L"tt h:mm:ss"},
-    {"zh-TW", L"yyyy/M/d", L"tt hh:mm:ss"}, {"pl-PL", L"dd.MM.yyyy", L"HH:mm:ss"},
-    {"und", L"MM/dd/yyyy", L"HH:mm:ss"},
-};
-
 constexpr wchar_t const * kEnglishMonths[] = {L"January",   L"February", L"March",    L"April",
                                               L"May",       L"June",     L"July",     L"August",
                                               L"September", L"October",  L"November", L"December"};
 constexpr wchar_t const * kEnglishDays[] = {L"Sunday",   L"Monday", L"Tuesday", L"Wednesday",
                                             L"Thursday", L"Friday", L"Saturday"};
-
-std::wstring Wide(icu::UnicodeString const & text)
-{
-    std::wstring wide;
-    for (int i = 0; i < text.length(); i = text.moveIndex32(i, 1))
-    {
-        wide += static_cast<wchar_t>(text.char32At(i));
-    }
-    return wide;
-}
 
 void AddName(DateForms & forms, std::wstring text, DateName::Kind kind, unsigned value)
 {
@@ -92,8 +58,6 @@ void AddEnglishNames(DateForms & forms)
         AddName(forms, name, DateName::Weekday, 0);
         AddName(forms, name.substr(0, 3), DateName::Weekday, 0);
     }
-    forms.am = L"AM";
-    forms.pm = L"PM";
 }
 
 void AddLocaleNames(DateForms & forms, icu::Locale const & locale)
@@ -126,119 +90,29 @@ void AddLocaleNames(DateForms & forms, icu::Locale const & locale)
             AddName(forms, Wide(texts[i]), DateName::Weekday, 0);
         }
     }
-    icu::UnicodeString const * const halves = symbols.getAmPmStrings(count);
-    if (count == 2)
-    {
-        forms.am = Wide(halves[0]);
-        forms.pm = Wide(halves[1]);
-    }
 }
 
-/// An ICU pattern in the platform's letters: four-digit years, no era, plain blanks.
-std::wstring PlatformPattern(icu::DateFormat const * format)
+/// A pattern as dates are written and read by: no eras, no marks of the writing direction, plain blanks, and the dot of
+/// an abbreviation, as in "'г'.", within its quotes.
+std::wstring PlainForm(std::wstring const & pattern)
 {
-    auto const * const simple = dynamic_cast<icu::SimpleDateFormat const *>(format);
-    if (simple == nullptr)
-    {
-        return {};
-    }
-    icu::UnicodeString text;
-    simple->toPattern(text);
-    std::wstring const pattern = Wide(text);
     std::wstring result;
-    for (std::size_t i = 0; i < pattern.size();)
+    bool quoted = false;
+    for (wchar_t const character : pattern)
     {
-        wchar_t const letter = pattern[i];
-        std::size_t const end = std::min(pattern.find_first_not_of(letter, i), pattern.size());
-        std::size_t const run = end - i;
-        switch (letter)
+        quoted = quoted != (character == L'\'');
+        if (character == L'.' && !quoted && result.ends_with(L'\''))
         {
-        case L'\'':
+            result.insert(result.size() - 1, 1, L'.');
+        }
+        else if ((quoted || character != L'g') && u_charType(static_cast<UChar32>(character)) != U_FORMAT_CHAR)
         {
-            std::size_t const close = pattern.find(L'\'', i + 1);
-            std::size_t const after = close == std::wstring::npos ? pattern.size() : close + 1;
-            result.append(pattern, i, after - i);
-            i = after;
-            if (i < pattern.size() && pattern[i] == L'.')
-            {
-                // The dot of an abbreviation, as in "'г'.", is part of its text.
-                result.insert(result.size() - 1, 1, L'.');
-                ++i;
-            }
-            continue;
+            result += iswspace(static_cast<int>(character)) ? L' ' : character;
         }
-        case L'y':
-        case L'u':
-            result += L"yyyy";
-            break;
-        case L'M':
-        case L'L':
-            result.append(std::min<std::size_t>(run, 3), L'M');
-            break;
-        case L'H':
-        case L'k':
-            result.append(std::min<std::size_t>(run, 2), L'H');
-            break;
-        case L'h':
-        case L'K':
-            result.append(std::min<std::size_t>(run, 2), L'h');
-            break;
-        case L'd':
-        case L'm':
-        case L's':
-            result.append(std::min<std::size_t>(run, 2), letter);
-            break;
-        case L'a':
-        case L'b':
-        case L'B':
-            result += L"tt";
-            break;
-        default:
-            // No other letters (eras), and no marks of the writing direction.
-            if (!(letter >= L'a' && letter <= L'z') && !(letter >= L'A' && letter <= L'Z') &&
-                u_charType(static_cast<UChar32>(letter)) != U_FORMAT_CHAR)
-            {
-                result.append(run, iswspace(static_cast<int>(letter)) ? L' ' : letter);
-            }
-            break;
-        }
-        i = end;
     }
     std::size_t const first = result.find_first_not_of(L' ');
     std::size_t const last = result.find_last_not_of(L' ');
     return first == std::wstring::npos ? std::wstring() : result.substr(first, last - first + 1);
-}
-
-/// The name with the region that the language is mostly used in: "en" is "en-US".
-std::string WithRegion(std::string const & name)
-{
-    icu::Locale locale = icu::Locale::createFromName(name.c_str());
-    if (*locale.getCountry() == 0)
-    {
-        UErrorCode status = U_ZERO_ERROR;
-        locale.addLikelySubtags(status);
-        if (U_FAILURE(status))
-        {
-            return name;
-        }
-    }
-    return std::string(locale.getLanguage()) + "-" + locale.getCountry();
-}
-
-void ReadPatterns(DateForms & forms, icu::Locale locale)
-{
-    UErrorCode status = U_ZERO_ERROR;
-    locale.setKeywordValue("calendar", "gregorian", status);
-    locale.setKeywordValue("numbers", "latn", status);
-    std::unique_ptr<icu::DateFormat> const date(icu::DateFormat::createDateInstance(icu::DateFormat::kShort, locale));
-    std::unique_ptr<icu::DateFormat> const time(icu::DateFormat::createTimeInstance(icu::DateFormat::kMedium, locale));
-    forms.date = PlatformPattern(date.get());
-    forms.time = PlatformPattern(time.get());
-    if (forms.date.empty() || forms.time.empty())
-    {
-        forms.date = kPlatformForms[0].date;
-        forms.time = kPlatformForms[0].time;
-    }
 }
 
 /// Whether a dot stands between or behind two fields.
@@ -276,19 +150,13 @@ std::unique_ptr<DateForms> MakeForms(std::string const & name)
     }
     else
     {
-        AddLocaleNames(*forms, icu::Locale::createFromName(name.c_str()));
+        AddLocaleNames(*forms, IcuLocale(name));
     }
-    auto const known = std::find_if(std::begin(kPlatformForms), std::end(kPlatformForms),
-                                    [&](PlatformForm const & entry) { return entry.name == form; });
-    if (known != std::end(kPlatformForms))
-    {
-        forms->date = known->date;
-        forms->time = known->time;
-    }
-    else
-    {
-        ReadPatterns(*forms, icu::Locale::createFromName(name.c_str()));
-    }
+    // The platform's own forms are kept by the name with the region.
+    std::string const & patternName = FindPlatformForm(form) != nullptr ? form : name;
+    forms->date = PlainForm(PatternOf(Pattern::ShortDate, patternName));
+    forms->time = PlainForm(PatternOf(Pattern::Time, patternName));
+    HalfDayMarks(patternName, forms->am, forms->pm);
     AddName(*forms, forms->am, DateName::HalfDay, 0);
     AddName(*forms, forms->pm, DateName::HalfDay, 1);
     AddName(*forms, L"am", DateName::HalfDay, 0);

@@ -183,7 +183,7 @@ TEST(Dates, KnownFormsStandOverTheLocaleData)
     EXPECT_EQ(Written(date, kGerman), L"04.03.2024 09:07:03");
     EXPECT_EQ(Written(date, 0x411), L"2024/03/04 9:07:03");
     EXPECT_EQ(Written(date, 0x410), L"04/03/2024 09:07:03");
-    EXPECT_EQ(Written(date, 0x439), L"04-03-2024 09:07:03");
+    EXPECT_EQ(Written(date, 0x439), L"04-03-2024 9:07:03 am");
     EXPECT_EQ(Written(date, LOCALE_INVARIANT), L"03/04/2024 09:07:03");
     EXPECT_EQ(Written(date, 0x9), L"3/4/2024 9:07:03 AM");     // a language alone
     EXPECT_EQ(Written(date, 0x10407), L"04.03.2024 09:07:03"); // with a sort order

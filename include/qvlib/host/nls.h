@@ -151,11 +151,11 @@ using LOCALE_ENUMPROCW = BOOL(CALLBACK *)(LPWSTR);
 /// is written to the buffer, which needs one wchar_t for it; the result is 2 then, as wherever a wchar_t has 16 bits.
 QVLIB_API int GetLocaleInfoW(LCID locale, LCTYPE item, LPWSTR buffer, int size);
 
-/// Writes a number in a locale's form, or in that of `format`, with which no flags may be set.
+/// Writes a number in a locale's form, or in that of `format`, with which LOCALE_NOUSEROVERRIDE is refused.
 QVLIB_API int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, NUMBERFMTW const * format, LPWSTR buffer,
                                int size);
 
-/// Writes an amount of money in a locale's form, or in that of `format`, with which no flags may be set.
+/// Writes an amount of money in a locale's form, or in that of `format`, with which LOCALE_NOUSEROVERRIDE is refused.
 QVLIB_API int GetCurrencyFormatW(LCID locale, DWORD flags, LPCWSTR value, CURRENCYFMTW const * format, LPWSTR buffer,
                                  int size);
 

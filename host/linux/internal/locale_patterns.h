@@ -1,0 +1,52 @@
+// The patterns in which a locale writes dates and times, in the platform's letters, and the ICU locale behind a name.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
+namespace qvlib::host::internal
+{
+
+/// What the platform is known to write, where that differs from the locale data of ICU or spares loading them. Null and
+/// -1 leave a thing to ICU.
+struct PlatformForm
+{
+    std::string_view name;
+    wchar_t const * shortDate;
+    wchar_t const * time;
+    wchar_t const * currency;
+    int positiveCurrency;
+    int negativeCurrency;
+};
+
+/// Null when there is none for that name.
+PlatformForm const * FindPlatformForm(std::string_view name);
+
+/// The name with the region that the language is mostly used in: "en" is "en-US".
+std::string WithRegion(std::string const & name);
+
+/// The ICU locale of a BCP 47 name: where ICU has no data of the language, those of English with the name's region, and
+/// never those of the process's own locale.
+icu::Locale IcuLocale(std::string const & name);
+
+enum class Pattern
+{
+    ShortDate,
+    LongDate,
+    YearMonth,
+    MonthDay,
+    Time,
+    ShortTime
+};
+
+/// A pattern of a locale, the platform's own where it is known.
+std::wstring PatternOf(Pattern pattern, std::string const & name);
+
+/// The marks of the hours before noon and from noon on.
+void HalfDayMarks(std::string const & name, std::wstring & am, std::wstring & pm);
+
+std::wstring Wide(icu::UnicodeString const & text);
+
+} // namespace qvlib::host::internal

@@ -309,3 +309,224 @@ TEST(Locale, WalkMeetsEveryLocaleOnceAndStopsWhenTold)
     EXPECT_FALSE(EnumSystemLocalesW(nullptr, LCID_SUPPORTED));
     EXPECT_FALSE(EnumSystemLocalesW(stop, 0x80));
 }
+
+TEST(Locale, FailuresLeaveTheirReasons)
+{
+    auto const reason = [](int result)
+    {
+        EXPECT_EQ(result, 0);
+        return GetLastError();
+    };
+    wchar_t text[kSize];
+    SYSTEMTIME const date = {2023, 1, 1, 2, 13, 5, 9, 0};
+    wchar_t separator[] = L".";
+    NUMBERFMTW const number = {2, 1, 3, separator, separator, 1};
+    CURRENCYFMTW const amount = {2, 1, 3, separator, separator, 1, 0, separator};
+    DWORD const parameter = ERROR_INVALID_PARAMETER;
+    DWORD const flags = ERROR_INVALID_FLAGS;
+    for (LCID const unknown : {kUnknown, LCID{0xFFFF}, LCID{0xFFFFFFFF}, LCID{0x4FF}, LCID{0x20411}, LCID{0x100409}})
+    {
+        EXPECT_EQ(reason(GetLocaleInfoW(unknown, LOCALE_SDECIMAL, text, kSize)), parameter);
+        EXPECT_EQ(reason(GetNumberFormatW(unknown, 0, L"1", nullptr, text, kSize)), parameter);
+        EXPECT_EQ(reason(GetCurrencyFormatW(unknown, 0, L"1", nullptr, text, kSize)), parameter);
+        EXPECT_EQ(reason(GetDateFormatW(unknown, 0, &date, nullptr, text, kSize)), parameter);
+        EXPECT_EQ(reason(GetTimeFormatW(unknown, 0, &date, nullptr, text, kSize)), parameter);
+        EXPECT_EQ(reason(LCIDToLocaleName(unknown, text, kSize, 0)), parameter);
+        EXPECT_FALSE(SetThreadLocale(unknown));
+        EXPECT_FALSE(IsValidLocale(unknown, LCID_SUPPORTED));
+    }
+    for (auto const & [buffer, size] : {std::pair<wchar_t *, int>{nullptr, 5}, {text, -1}, {nullptr, -1}})
+    {
+        EXPECT_EQ(reason(GetLocaleInfoW(kEnglishUS, LOCALE_SDECIMAL, buffer, size)), parameter);
+        EXPECT_EQ(reason(GetNumberFormatW(kEnglishUS, 0, L"1", nullptr, buffer, size)), parameter);
+        EXPECT_EQ(reason(GetCurrencyFormatW(kEnglishUS, 0, L"1", nullptr, buffer, size)), parameter);
+        EXPECT_EQ(reason(GetDateFormatW(kEnglishUS, 0, &date, nullptr, buffer, size)), parameter);
+        EXPECT_EQ(reason(GetTimeFormatW(kEnglishUS, 0, &date, nullptr, buffer, size)), parameter);
+        EXPECT_EQ(reason(LCIDToLocaleName(kEnglishUS, buffer, size, 0)), parameter);
+    }
+    for (LCTYPE const item : {0x0U, 0xFFFFU, 0x7FFFU, LOCALE_SDECIMAL | LOCALE_RETURN_NUMBER})
+    {
+        EXPECT_EQ(reason(GetLocaleInfoW(kEnglishUS, item, text, kSize)), flags);
+    }
+    EXPECT_EQ(GetLocaleInfoW(kEnglishUS, LOCALE_IDIGITS | LOCALE_RETURN_NUMBER, nullptr, 0), 2);
+    EXPECT_EQ(reason(GetNumberFormatW(kEnglishUS, LOCALE_NOUSEROVERRIDE, L"1", &number, text, kSize)), flags);
+    EXPECT_EQ(reason(GetCurrencyFormatW(kEnglishUS, LOCALE_NOUSEROVERRIDE, L"1", &amount, text, kSize)), flags);
+    for (DWORD const dateFlags : {0x3U, 0x30U, 0x40000U})
+    {
+        EXPECT_EQ(reason(GetDateFormatW(kEnglishUS, dateFlags, &date, nullptr, text, kSize)), flags);
+    }
+    EXPECT_EQ(reason(GetDateFormatW(kEnglishUS, DATE_LONGDATE, &date, L"d", text, kSize)), flags);
+    EXPECT_EQ(reason(GetTimeFormatW(kEnglishUS, 0x10, &date, nullptr, text, kSize)), flags);
+    EXPECT_EQ(reason(GetNumberFormatW(kEnglishUS, 0, nullptr, nullptr, text, kSize)), parameter);
+    EXPECT_EQ(reason(GetNumberFormatW(kEnglishUS, 0, L"1234.5", nullptr, text, 8)), DWORD{ERROR_INSUFFICIENT_BUFFER});
+}
+
+TEST(Locale, ValuesAndRecordsOutsideTheDocumentedAreRefused)
+{
+    for (wchar_t const * value : {L"", L"-", L".", L"-.", L"+1", L" 1", L"1e5", L"1,5", L"0x1", L"\x0661"})
+    {
+        EXPECT_EQ(Number(kEnglishUS, value), L"") << value;
+        EXPECT_EQ(Amount(kEnglishUS, value), L"") << value;
+    }
+    wchar_t point[] = L".";
+    wchar_t comma[] = L",";
+    wchar_t long4[] = L"abcd";
+    CURRENCYFMTW const good = {2, 1, 3, point, comma, 1, 0, comma};
+    for (auto const & [field, value] :
+         std::vector<std::pair<UINT CURRENCYFMTW::*, UINT>>{{&CURRENCYFMTW::NumDigits, 10},
+                                                            {&CURRENCYFMTW::LeadingZero, 2},
+                                                            {&CURRENCYFMTW::Grouping, 10},
+                                                            {&CURRENCYFMTW::Grouping, 33},
+                                                            {&CURRENCYFMTW::Grouping, 0xFFFFFFFF},
+                                                            {&CURRENCYFMTW::NegativeOrder, 16},
+                                                            {&CURRENCYFMTW::PositiveOrder, 4}})
+    {
+        CURRENCYFMTW bad = good;
+        bad.*field = value;
+        EXPECT_EQ(Amount(kEnglishUS, L"1", &bad), L"");
+    }
+    for (LPWSTR const text : {static_cast<LPWSTR>(nullptr), static_cast<LPWSTR>(long4)})
+    {
+        NUMBERFMTW const badPoint = {2, 1, 3, text, comma, 1};
+        NUMBERFMTW const badComma = {2, 1, 3, point, text, 1};
+        EXPECT_EQ(Number(kEnglishUS, L"1", &badPoint), L"");
+        EXPECT_EQ(Number(kEnglishUS, L"1", &badComma), L"");
+    }
+    NUMBERFMTW const badOrder = {2, 1, 3, point, comma, 5};
+    EXPECT_EQ(Number(kEnglishUS, L"1", &badOrder), L"");
+    CURRENCYFMTW noSymbol = good;
+    noSymbol.lpCurrencySymbol = nullptr;
+    EXPECT_EQ(Amount(kEnglishUS, L"1", &noSymbol), L"");
+}
+
+TEST(Locale, NumbersKeepTheirGroupsAndCarries)
+{
+    EXPECT_EQ(Number(kEnglishUS, L"1234567.891"), L"1,234,567.89");
+    EXPECT_EQ(Number(kEnglishUS, L"999.995"), L"1,000.00"); // a carry makes a group
+    EXPECT_EQ(Number(kEnglishUS, L"-999999.999"), L"-1,000,000.00");
+    EXPECT_EQ(Number(0x439, L"1234567.891"), L"12,34,567.89");
+    EXPECT_EQ(Amount(0x40C, L"-1234.5"), L"-1\u00A0234,50 \u20AC");
+    EXPECT_EQ(Amount(0x411, L"-1234.5"), L"-\u00A51,235");
+    EXPECT_EQ(Amount(0x804, L"-1234.5"), L"\u00A5-1,234.50");
+    EXPECT_EQ(Amount(0x809, L"-1234.5"), L"-\u00A31,234.50");
+    wchar_t point[] = L".";
+    wchar_t comma[] = L",";
+    NUMBERFMTW const once = {0, 0, 30, point, comma, 1};
+    EXPECT_EQ(Number(kEnglishUS, L"1234567", &once), L"1234,567"); // the last group does not repeat
+    EXPECT_EQ(Number(kEnglishUS, L"0.2", &once), L"0");
+    NUMBERFMTW const twice = {1, 0, 320, point, comma, 0};
+    EXPECT_EQ(Number(kEnglishUS, L"-123456789.95", &twice), L"(1234,56,790.0)");
+    std::wstring const digits(5000, L'9');
+    EXPECT_EQ(GetNumberFormatW(kEnglishUS, 0, digits.c_str(), nullptr, nullptr, 0), 5000 + 1666 + 3 + 1);
+
+    // Against a grouping done the plain way.
+    std::mt19937_64 random(7);
+    for (int i = 0; i < 2000; ++i)
+    {
+        unsigned long long const value = random() >> (random() % 64);
+        std::wstring expected = std::to_wstring(value);
+        for (std::size_t at = expected.size(); at > 3; at -= 3)
+        {
+            expected.insert(at - 3, L",");
+        }
+        EXPECT_EQ(Number(kEnglishUS, std::to_wstring(value).c_str()), expected + L".00");
+    }
+}
+
+TEST(Locale, MonthsBesideADayAreInTheirOwnForm)
+{
+    SYSTEMTIME const date = {2024, 2, 0, 29, 0, 0, 0, 0};
+    EXPECT_EQ(Date(kRussian, date, L"MMMM yyyy"), L"\u0444\u0435\u0432\u0440\u0430\u043B\u044C 2024");
+    EXPECT_EQ(Date(kRussian, date, L"d MMMM"), L"29 \u0444\u0435\u0432\u0440\u0430\u043B\u044F");
+    // Only a day of the month counts, and only outside quotes.
+    EXPECT_EQ(Date(kRussian, date, L"'d' dddd MMMM").back(), L'\u044C');
+    EXPECT_EQ(Item(kRussian, LOCALE_SMONTHNAME1 + 1).back(), L'\u044C');
+    EXPECT_EQ(Item(kRussian, (LOCALE_SMONTHNAME1 + 1) | LOCALE_RETURN_GENITIVE_NAMES).back(), L'\u044F');
+    EXPECT_EQ(Item(kGerman, LOCALE_SDAYNAME1), L"Montag");
+    EXPECT_EQ(Item(kGerman, LOCALE_SABBREVDAYNAME1 + 6), L"So.");
+    EXPECT_EQ(Date(kEnglishUS, date, L"gg g"), L"AD AD"); // two letters are one era
+}
+
+TEST(Locale, DatesEndWithTheCalendar)
+{
+    auto const written = [](WORD year, WORD month, WORD day) {
+        return Date(kEnglishUS, SYSTEMTIME{year, month, 9, day, 99, 99, 99, 9999}, L"ddd d.M.yyyy");
+    };
+    EXPECT_EQ(written(1601, 1, 1), L"Mon 1.1.1601");
+    EXPECT_EQ(written(30827, 12, 31), L"Fri 31.12.30827");
+    for (auto const & [year, month, day] : {std::tuple<WORD, WORD, WORD>{1600, 12, 31},
+                                            {30828, 1, 1},
+                                            {2023, 2, 29},
+                                            {2023, 0, 1},
+                                            {2023, 13, 1},
+                                            {2023, 4, 31},
+                                            {2023, 1, 0},
+                                            {65535, 1, 1}})
+    {
+        EXPECT_EQ(written(year, month, day), L"");
+    }
+    std::wstring const literal(300, L'x');
+    std::wstring long300(400, L'#');
+    SYSTEMTIME const date = {2024, 2, 0, 29, 0, 0, 0, 0};
+    EXPECT_EQ(GetDateFormatW(kEnglishUS, 0, &date, (literal + L" d").c_str(), long300.data(), 304), 304);
+    EXPECT_EQ(long300.substr(0, 304), literal + L" 29" + L'\0');
+    EXPECT_GT(GetDateFormatW(kEnglishUS, 0, nullptr, nullptr, nullptr, 0), 8); // the running date
+    EXPECT_GT(GetTimeFormatW(kEnglishUS, 0, nullptr, nullptr, nullptr, 0), 10);
+}
+
+TEST(Locale, PatternsOfAnyKindStayInTheirBuffers)
+{
+    std::mt19937 random(11);
+    constexpr LCID kSome[] = {0x409, 0x419, 0x411, 0x401};
+    constexpr wchar_t kLetters[] = L"dMygHhmst'' ./x\u05D0";
+    SYSTEMTIME const date = {2024, 12, 0, 31, 23, 59, 58, 0};
+    for (int i = 0; i < 3000; ++i)
+    {
+        std::wstring pattern;
+        for (auto n = random() % 40; n > 0; --n)
+        {
+            pattern.append(1 + random() % 4, kLetters[random() % (std::size(kLetters) - 1)]);
+        }
+        LCID const locale = kSome[random() % 4];
+        DWORD const flags = static_cast<DWORD>(random() % 16);
+        Date(locale, date, pattern.c_str()); // Answer looks at the buffer
+        Answer([&](wchar_t * buffer, int size)
+               { return GetTimeFormatW(locale, flags, &date, pattern.c_str(), buffer, size); });
+    }
+}
+
+TEST(Locale, ThreadsHaveTheirOwnAndShareTheData)
+{
+    LCID const usual = GetThreadLocale();
+    EXPECT_EQ(usual, ConvertDefaultLocale(LOCALE_USER_DEFAULT));
+    std::vector<std::thread> threads;
+    for (LCID const locale : {0x406U, 0x40BU, 0x415U, 0x41DU})
+    {
+        threads.emplace_back(
+            [locale]
+            {
+                EXPECT_TRUE(SetThreadLocale(locale));
+                for (LCID other = 0x401; other < 0x430; ++other)
+                {
+                    Number(other, L"-1234.5");
+                    Item(other, LOCALE_SLONGDATE);
+                }
+                EXPECT_EQ(GetThreadLocale(), locale);
+            });
+    }
+    for (std::thread & thread : threads)
+    {
+        thread.join();
+    }
+    EXPECT_EQ(GetThreadLocale(), usual);
+    EXPECT_TRUE(SetThreadLocale(0x7));
+    EXPECT_EQ(GetThreadLocale(), kGerman); // a neutral id stands for its region
+    EXPECT_TRUE(SetThreadLocale(LOCALE_USER_DEFAULT));
+    EXPECT_EQ(GetThreadLocale(), usual);
+    EXPECT_EQ(LocaleNameToLCID(L"de", LOCALE_ALLOW_NEUTRAL_NAMES), 0x7U);
+    EXPECT_EQ(LocaleNameToLCID(L"DE-de", 0), kGerman);
+    EXPECT_EQ(LocaleNameToLCID(L"xx-XX", 0), 0U);
+    wchar_t name[LOCALE_NAME_MAX_LENGTH];
+    EXPECT_EQ(LCIDToLocaleName(0x7C04, name, LOCALE_NAME_MAX_LENGTH, LOCALE_ALLOW_NEUTRAL_NAMES), 8);
+    EXPECT_STREQ(name, L"zh-Hant");
+}

@@ -131,10 +131,12 @@
 #include <qvlib/host/folder.h>
 #include <qvlib/host/handle.h>
 #include <qvlib/host/locale.h>
+#include <qvlib/host/marshal.h>
 #include <qvlib/host/memory.h>
 #include <qvlib/host/messages.h>
 #include <qvlib/host/mmtimer.h>
 #include <qvlib/host/modules.h>
+#include <qvlib/host/moniker.h>
 #include <qvlib/host/nls.h>
 #include <qvlib/host/path.h>
 #include <qvlib/host/process.h>

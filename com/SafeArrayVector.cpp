@@ -1,49 +1,25 @@
 #include "qvlib/SafeArrayVector.h"
 
+#include "com/internal/array_elements.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
 namespace qvlib
 {
+
+using internal::AccessSize;
+using internal::ElementCount;
+using internal::ElementsAreOf;
+
 namespace
 {
-
-/// The bytes that reading or writing an element touches.
-std::size_t AccessSize(unsigned short vt) noexcept { return vt == VT_UI1 ? 1 : safearrayvector::GetDataSize(vt); }
 
 /// Where the content of a variant lies; a decimal's is the whole record.
 void const * ContentOf(tagVARIANT const & value) noexcept
 {
     return value.vt == VT_DECIMAL ? static_cast<void const *>(&value) : &value.llVal;
-}
-
-/// Whether the array's elements are what the variant says, as far as reading them wrongly would follow a wild pointer.
-bool ElementsAreOf(unsigned short vt, SAFEARRAY * array) noexcept
-{
-    auto const owner = [](unsigned short kind)
-    { return kind == VT_BSTR || kind == VT_UNKNOWN || kind == VT_DISPATCH || kind == VT_VARIANT; };
-    unsigned short held = VT_EMPTY;
-    if (!owner(vt))
-        return true;
-    if (SafeArrayGetVartype(array, &held) != S_OK)
-        return false;
-    return held == vt || (vt == VT_UNKNOWN && held == VT_DISPATCH);
-}
-
-/// The bytes of all elements in all dimensions; locked arrays keep them.
-std::size_t DataBytes(SAFEARRAY * array) noexcept
-{
-    std::size_t bytes = SafeArrayGetElemsize(array);
-    for (UINT dimension = 1; dimension <= SafeArrayGetDim(array); ++dimension)
-    {
-        LONG low = 0;
-        LONG high = -1;
-        SafeArrayGetLBound(array, dimension, &low);
-        SafeArrayGetUBound(array, dimension, &high);
-        bytes *= static_cast<ULONG>(high) - static_cast<ULONG>(low) + 1;
-    }
-    return bytes;
 }
 
 } // namespace
@@ -152,7 +128,7 @@ long safearrayvector::Take(tagVARIANT & source, EVariantOwnershipOptions option)
             return result;
         }
         size = static_cast<ULONG>(high) - static_cast<ULONG>(low) + 1;
-        bytes = DataBytes(held.parray);
+        bytes = ElementCount(held.parray) * SafeArrayGetElemsize(held.parray);
     }
     // Emptied before the old content ends, as the source may lie in it.
     if (option == VariantOwnershipTake || option == VariantOwnershipTakeConst)

@@ -28,6 +28,7 @@
 #include <qvlib/AutoPtr.h>
 #include <qvlib/BitFlagHelper.h>
 #include <qvlib/Blob.h>
+#include <qvlib/COMPlusAdminCatalog.h>
 #include <qvlib/COMRegistry.h>
 #include <qvlib/CalendarMonth.h>
 #include <qvlib/Color.h>
@@ -63,6 +64,7 @@
 #include <qvlib/GlobalHandle.h>
 #include <qvlib/HexDump.h>
 #include <qvlib/JulianDate.h>
+#include <qvlib/Marshalling.h>
 #include <qvlib/MsgWnd.h>
 #include <qvlib/NameOrId.h>
 #include <qvlib/NameValue.h>

@@ -223,6 +223,8 @@ void Processes::Ended(int file)
     if (!process.IsSignalled())
         return; // interrupted: the file is still readable
     m_watched.erase(found);
+    // A program that was forked off meanwhile may have the file open, too: closing it here would leave it watched.
+    ::epoll_ctl(m_poll.load(std::memory_order_relaxed), EPOLL_CTL_DEL, file, nullptr);
     ::close(file);
     Unpin(process);
 }

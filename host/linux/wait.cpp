@@ -127,7 +127,13 @@ Taken TakeAllOrQueue(Target const * targets, Waiter & waiter, bool queue) noexce
         if (taken == Taken::yes && i >= first && i < end && (states[i] & Waitable::kManual) == 0)
             states[i] &= ~Waitable::kSignalled;
         else if (taken == Taken::no && queue)
-            targets[i].object->Enqueue(waiter.blocks[i], states[i]);
+        {
+            WaitBlock & block = waiter.blocks[i];
+            block.waiter = &waiter;
+            block.object = targets[i].object;
+            block.index = i;
+            block.object->Enqueue(block, states[i]);
+        }
         targets[i].object->Unlock(states[i]);
     }
     return taken;
@@ -145,12 +151,6 @@ DWORD WaitForAll(Target const * targets, DWORD count, DWORD together, WaitBlock 
     waiter.total = count;
     waiter.count = together;
     waiter.blocks = blocks;
-    for (DWORD i = 0; i < count; ++i)
-    {
-        blocks[i].waiter = &waiter;
-        blocks[i].object = targets[i].object;
-        blocks[i].index = i;
-    }
     Taken const taken = TakeAllOrQueue(targets, waiter, milliseconds != 0);
     if (taken == Taken::invalid)
         return Failed(ERROR_INVALID_HANDLE);
@@ -206,6 +206,26 @@ DWORD WaitForSeveral(Waitable * last, DWORD count, HANDLE const * handles, bool 
     return WaitForAny(targets.Data(), targets.Count(), blocks.data(), milliseconds);
 }
 
+/// The index of the first of these events that is signalled, and takes its signal; `count` when there is none, or there
+/// is more to look at than events by their first handles.
+DWORD TakeFirst(DWORD count, HANDLE const * handles) noexcept
+{
+    DWORD first = count;
+    for (DWORD i = count; i-- > 0;)
+    {
+        Slot const * const slot = FindSlot(handles[i]);
+        Waitable::Word const state = slot == nullptr ? 0 : slot->State();
+        if (!Waitable::IsOf(state, GenerationOf(handles[i]) | Waitable::kEvent))
+            return count;
+        if ((state & Waitable::kSignalled) != 0)
+            first = i;
+    }
+    return first < count &&
+                   FindSlot(handles[first])->TryTake(GenerationOf(handles[first]) | Waitable::kEvent) == Taken::yes
+               ? first
+               : count;
+}
+
 } // namespace
 
 DWORD WaitForHandlesOr(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept
@@ -230,5 +250,8 @@ DWORD WaitForMultipleObjects(DWORD count, HANDLE const * handles, BOOL waitAll, 
 {
     if (count == 0)
         return host::Failed(ERROR_INVALID_PARAMETER);
+    if (waitAll == FALSE && count <= MAXIMUM_WAIT_OBJECTS && handles != nullptr)
+        if (DWORD const first = host::TakeFirst(count, handles); first != count)
+            return WAIT_OBJECT_0 + first;
     return host::WaitForSeveral(nullptr, count, handles, waitAll != FALSE, milliseconds);
 }

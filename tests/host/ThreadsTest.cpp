@@ -102,7 +102,8 @@ TEST(Threads, EndWithWhatTheirFunctionReturns)
 TEST(Threads, WaitForTheirResumptionWhenCreatedSuspended)
 {
     DWORD id = 0;
-    static std::atomic<DWORD> s_seen{0};
+    static std::atomic<DWORD> s_seen;
+    s_seen = 0;
     HANDLE const thread = CreateThread(
         nullptr, 0, [](LPVOID) -> DWORD { return s_seen = GetCurrentThreadId(), 7; }, nullptr, CREATE_SUSPENDED, &id);
     EXPECT_EQ(WaitForSingleObject(thread, 5), WAIT_TIMEOUT);

@@ -138,10 +138,8 @@ public:
     void Enqueue(WaitBlock & block, Word & state) noexcept;
     void Dequeue(WaitBlock & block, Word & state) noexcept;
 
-    static bool Is(Word state, Word identity) noexcept
-    {
-        return ((state ^ identity) & kIdentity) == 0 || identity == kAnyIdentity;
-    }
+    static bool IsOf(Word state, Word identity) noexcept { return ((state ^ identity) & kIdentity) == 0; }
+    static bool Is(Word state, Word identity) noexcept { return IsOf(state, identity) || identity == kAnyIdentity; }
 
     std::atomic<Word> m_state{0};
     WaitBlock * m_last = nullptr; ///< the line's last; a ring

@@ -74,6 +74,7 @@ DWORD WaitForAny(Target const * targets, DWORD count, WaitBlock * blocks, DWORD 
         block.waiter = &waiter;
         block.object = targets[queued].object;
         block.index = queued;
+        block.alone = true;
         taken = block.object->TakeOrQueue(block, targets[queued].identity);
     }
     if (taken != Taken::no)
@@ -132,6 +133,7 @@ Taken TakeAllOrQueue(Target const * targets, Waiter & waiter, bool queue) noexce
             block.waiter = &waiter;
             block.object = targets[i].object;
             block.index = i;
+            block.alone = i >= waiter.count;
             block.object->Enqueue(block, states[i]);
         }
         targets[i].object->Unlock(states[i]);
@@ -144,8 +146,6 @@ DWORD WaitForAll(Target const * targets, DWORD count, DWORD together, WaitBlock 
 {
     if (HasOneTwice(targets, count))
         return Failed(ERROR_INVALID_PARAMETER);
-    for (DWORD i = 0; i < together; ++i)
-        blocks[i].alone = false;
     Moment const until = Deadline(milliseconds);
     Waiter waiter;
     waiter.total = count;
@@ -194,7 +194,7 @@ DWORD WaitForSeveral(Waitable * last, DWORD count, HANDLE const * handles, bool 
 {
     Targets targets;
     std::array<WaitBlock, kMostWaitables> blocks;
-    if (count + (last == nullptr ? 0 : 1) > MAXIMUM_WAIT_OBJECTS || (count != 0 && handles == nullptr))
+    if (count > MAXIMUM_WAIT_OBJECTS - (last == nullptr ? 0U : 1U) || (count != 0 && handles == nullptr))
         return Failed(ERROR_INVALID_PARAMETER);
     for (DWORD i = 0; i < count; ++i)
         if (LSTATUS const status = Find(targets.Add(), handles[i], milliseconds != 0); status != ERROR_SUCCESS)

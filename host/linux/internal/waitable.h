@@ -35,7 +35,7 @@ struct WaitBlock
     Waiter * waiter;
     Waitable * object;
     std::uint32_t index;
-    bool alone = true; ///< its object ends the wait alone; false for those that a wait for all needs together
+    bool alone; ///< its object ends the wait alone; false for those that a wait for all needs together
 };
 
 /// A thread that waits, on its stack.

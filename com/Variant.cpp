@@ -208,14 +208,7 @@ std::wostream & variant_reader::WriteValueToStream(std::wostream & stream) const
     }
 }
 
-qrvariant_t::qrvariant_t(tagVARIANT const & value) { _com_util::CheckError(VariantCopy(this, &value)); }
-qrvariant_t::qrvariant_t(qrvariant_t const & value) : variant_reader()
-{
-    _com_util::CheckError(VariantCopy(this, &value));
-}
-// Copies on purpose, as a move would take from a view what its owner keeps; callers depend on the source staying whole.
-qrvariant_t::qrvariant_t(qrvariant_t && value) : variant_reader() { _com_util::CheckError(VariantCopy(this, &value)); }
-qrvariant_t::qrvariant_t(_variant_t const & value) { _com_util::CheckError(VariantCopy(this, &value)); }
+qrvariant_t::qrvariant_t(_variant_t const & value) { Copy(value); }
 
 qrvariant_t::qrvariant_t(tagVARIANT const * value)
 {
@@ -388,16 +381,6 @@ qrvariant_t & qrvariant_t::Assign(Source const &... source)
     return *this;
 }
 
-qrvariant_t & qrvariant_t::operator=(tagVARIANT const & value)
-{
-    _com_util::CheckError(VariantCopy(this, &value));
-    return *this;
-}
-qrvariant_t & qrvariant_t::operator=(qrvariant_t const & value)
-{
-    return *this = static_cast<tagVARIANT const &>(value);
-}
-qrvariant_t & qrvariant_t::operator=(qrvariant_t && value) { return *this = static_cast<tagVARIANT const &>(value); }
 qrvariant_t & qrvariant_t::operator=(_variant_t const & value)
 {
     return *this = static_cast<tagVARIANT const &>(value);

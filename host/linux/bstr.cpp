@@ -3,6 +3,7 @@
 
 #include "qvlib/host/variant.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <limits>
 #include <new>
@@ -26,9 +27,15 @@ namespace
 
 constexpr std::size_t kHeader = 8; // keeps the characters aligned as the allocation is
 constexpr std::size_t kLengthAt = 4;
-constexpr std::size_t kStep = 32;         // blocks are multiples of this
-constexpr std::size_t kKeptSizes = 16;    // of 32, 64, ... 512 bytes
-constexpr unsigned char kKeptBlocks = 16; // of a size: at most 70 KB a thread in all
+
+// Blocks are multiples of 32 bytes up to 512 and of 128 up to 2048, 16 and 4 of each size kept: at most 135 KB a
+// thread.
+constexpr std::size_t kSmallStep = 32;
+constexpr std::size_t kSmallSizes = 16;
+constexpr std::size_t kLargeStep = 128;
+constexpr std::size_t kSmallest =
+    kSmallStep * kSmallSizes / kLargeStep; // of the large steps, those the small ones cover
+constexpr std::size_t kKeptSizes = kSmallSizes + 2048 / kLargeStep - kSmallest;
 
 struct FreeBlock
 {
@@ -78,13 +85,21 @@ void BeginKeeping() noexcept
 /// The place of a size of block among those kept; kKeptSizes for one that is not.
 std::size_t SizeIndex(std::size_t bytes) noexcept
 {
-    std::size_t const index = (bytes - 1) / kStep;
-    return QVLIB_KEEP_BLOCKS != 0 && index < kKeptSizes ? index : kKeptSizes;
+    if (QVLIB_KEEP_BLOCKS == 0)
+        return kKeptSizes;
+    std::size_t const small = (bytes - 1) / kSmallStep;
+    if (small < kSmallSizes)
+        return small;
+    return std::min(kSmallSizes + (bytes - 1) / kLargeStep - kSmallest, kKeptSizes);
 }
 
-unsigned char * TakeBlock(std::size_t bytes) noexcept
+std::size_t BlockSize(std::size_t index) noexcept
 {
-    std::size_t const index = SizeIndex(bytes);
+    return index < kSmallSizes ? (index + 1) * kSmallStep : (index - kSmallSizes + kSmallest + 1) * kLargeStep;
+}
+
+unsigned char * TakeBlock(std::size_t bytes, std::size_t index) noexcept
+{
     if (index == kKeptSizes)
         return static_cast<unsigned char *>(::operator new(bytes, std::nothrow));
     if (FreeBlock * const block = kept.first[index])
@@ -93,7 +108,7 @@ unsigned char * TakeBlock(std::size_t bytes) noexcept
         --kept.count[index];
         return reinterpret_cast<unsigned char *>(block);
     }
-    return static_cast<unsigned char *>(::operator new((index + 1) * kStep, std::nothrow));
+    return static_cast<unsigned char *>(::operator new(BlockSize(index), std::nothrow));
 }
 
 void ReturnBlock(unsigned char * block, std::size_t index) noexcept
@@ -102,7 +117,7 @@ void ReturnBlock(unsigned char * block, std::size_t index) noexcept
     {
         if (kept.state == Keeping::NotYet)
             BeginKeeping();
-        if (kept.state == Keeping::Now && kept.count[index] < kKeptBlocks)
+        if (kept.state == Keeping::Now && kept.count[index] < (index < kSmallSizes ? 16 : 4))
         {
             kept.first[index] = ::new (static_cast<void *>(block)) FreeBlock{kept.first[index]};
             ++kept.count[index];
@@ -117,11 +132,12 @@ BSTR Allocate(void const * bytes, std::size_t length) noexcept
     if (length > std::numeric_limits<UINT>::max() - kHeader - sizeof(wchar_t))
         return nullptr;
     std::size_t const size = kHeader + length + sizeof(wchar_t);
-    unsigned char * const block = TakeBlock(size);
+    std::size_t const index = SizeIndex(size);
+    unsigned char * const block = TakeBlock(size, index);
     if (block == nullptr)
         return nullptr;
     // The size of the block is told apart from the length, which the owner of a string may shorten.
-    std::uint32_t const header[2] = {static_cast<std::uint32_t>(SizeIndex(size)), static_cast<std::uint32_t>(length)};
+    std::uint32_t const header[2] = {static_cast<std::uint32_t>(index), static_cast<std::uint32_t>(length)};
     static_assert(sizeof header == kHeader);
     std::memcpy(block, header, sizeof header);
     unsigned char * const text = block + kHeader;

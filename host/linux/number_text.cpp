@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <unicode/unum.h>
 
 namespace qvlib::host
@@ -50,12 +51,14 @@ Signs ReadSigns(std::string const & localeName)
 /// The signs of a locale. Each thread keeps those that it asked for last: conversions come in runs of one locale.
 Signs const & SignsOf(LCID locale)
 {
+    static Signs const invariant;
+    if (locale == LOCALE_INVARIANT) // asked for between conversions in another locale
+        return invariant;
     thread_local LCID cached = LOCALE_INVARIANT;
-    thread_local Signs signs; // the invariant locale's
+    thread_local Signs signs;
     if (locale != cached)
     {
-        Signs found = locale == LOCALE_INVARIANT ? Signs() : ReadSigns(LocaleName(locale));
-        signs = std::move(found);
+        signs = ReadSigns(LocaleName(locale));
         cached = locale;
     }
     return signs;
@@ -253,6 +256,36 @@ bool RoundsUp(std::string const & digits, std::size_t kept, bool lastIsOdd)
 }
 
 } // namespace
+
+bool ReadPlainDouble(std::wstring_view text, LCID locale, double & value)
+{
+    constexpr ULONGLONG kExact = 1ULL << 53; // below, a double holds the digits, and one division rounds once
+    constexpr double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    std::size_t at = !text.empty() && text[0] == L'-' ? 1 : 0;
+    bool const negative = at != 0;
+    ULONGLONG digits = 0;
+    std::size_t point = text.npos;
+    if (text.size() == at || text.size() - at > 17 || !IsDigit(text[at]))
+        return false;
+    for (; at < text.size(); ++at)
+    {
+        if (IsDigit(text[at]))
+            digits = digits * 10 + static_cast<ULONGLONG>(text[at] - L'0');
+        else if (text[at] == L'.' && point == text.npos)
+            point = at;
+        else
+            return false;
+    }
+    std::size_t const places = point == text.npos ? 0 : text.size() - point - 1;
+    if (digits == 0 || digits >= kExact || places >= std::size(kPowers))
+        return false;
+    if (point != text.npos && SignsOf(locale).decimal != L".")
+        return false;
+    value = static_cast<double>(digits) / kPowers[places];
+    if (negative)
+        value = -value;
+    return true;
+}
 
 HRESULT ReadNumber(std::wstring_view text, LCID locale, NumberText & number)
 {

@@ -13,6 +13,13 @@ using qvlib::host::IsPlainKind;
 namespace
 {
 
+/// A copy of a counted string; null for null, and for no memory.
+BSTR CopyText(BSTR text) noexcept
+{
+    return text == nullptr ? nullptr
+                           : SysAllocStringByteLen(reinterpret_cast<char const *>(text), SysStringByteLen(text));
+}
+
 /// Gives the content of a bitwise copy an owner of its own.
 HRESULT Own(VARIANT & value) noexcept
 {
@@ -28,14 +35,11 @@ HRESULT Own(VARIANT & value) noexcept
     switch (value.vt)
     {
     case VT_BSTR:
-        if (value.bstrVal != nullptr)
-        {
-            value.bstrVal =
-                SysAllocStringByteLen(reinterpret_cast<char const *>(value.bstrVal), SysStringByteLen(value.bstrVal));
-            if (value.bstrVal == nullptr)
-                return E_OUTOFMEMORY;
-        }
-        return S_OK;
+    {
+        BSTR const text = value.bstrVal;
+        value.bstrVal = CopyText(text);
+        return text != nullptr && value.bstrVal == nullptr ? E_OUTOFMEMORY : S_OK;
+    }
     case VT_DISPATCH:
         if (value.pdispVal != nullptr)
             value.pdispVal->AddRef();
@@ -63,15 +67,15 @@ HRESULT VariantClear(VARIANTARG * value)
     if (!IsKnownKind(value->vt))
         return DISP_E_BADVARTYPE;
     VARIANT const old = *value;
-    if ((old.vt & VT_BYREF) == 0)
+    if (old.vt == VT_BSTR)
+        SysFreeString(old.bstrVal);
+    else if ((old.vt & VT_BYREF) == 0)
     {
         if ((old.vt & VT_ARRAY) != 0)
         {
             if (HRESULT const result = SafeArrayDestroy(old.parray); FAILED(result))
                 return result;
         }
-        else if (old.vt == VT_BSTR)
-            SysFreeString(old.bstrVal);
         else if (old.vt == VT_DISPATCH || old.vt == VT_UNKNOWN)
         {
             value->vt = VT_EMPTY; // first, as the object's end may look at this variant
@@ -90,9 +94,12 @@ HRESULT VariantCopy(VARIANTARG * target, VARIANTARG const * source)
 {
     if (target == nullptr || source == nullptr)
         return E_INVALIDARG;
-    if (IsPlainKind(source->vt) && IsPlainKind(target->vt))
+    if (IsPlainKind(target->vt) && (IsPlainKind(source->vt) || source->vt == VT_BSTR))
     {
-        *target = *source;
+        VARIANT copy = *source;
+        if (copy.vt == VT_BSTR && (copy.bstrVal = CopyText(copy.bstrVal)) == nullptr && source->bstrVal != nullptr)
+            return E_OUTOFMEMORY;
+        *target = copy;
         return S_OK;
     }
     if (!IsKnownKind(source->vt))

@@ -132,6 +132,8 @@ HRESULT GetDouble(VARIANT const & source, Context const & context, double & valu
         return S_OK;
     default:
     {
+        if (source.vt == VT_BSTR && qvlib::host::ReadPlainDouble(TextOf(source), context.locale, value))
+            return S_OK;
         NumberText number;
         if (HRESULT const result = GetNumber(source, context, number); FAILED(result))
             return result;

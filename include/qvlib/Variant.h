@@ -84,10 +84,10 @@ public:
     // The kind follows the argument's type. Sources that are variants are copied with VariantCopy.
 
     qrvariant_t() noexcept = default;
-    qrvariant_t(tagVARIANT const & value);
-    qrvariant_t(qrvariant_t const & value);
-    /// Copies, too.
-    qrvariant_t(qrvariant_t && value);
+    qrvariant_t(tagVARIANT const & value) { Copy(value); }
+    qrvariant_t(qrvariant_t const & value) : variant_reader() { Copy(value); }
+    /// Copies, too: a move would take from a view what its owner keeps. Kept so on purpose.
+    qrvariant_t(qrvariant_t && value) : variant_reader() { Copy(value); }
     qrvariant_t(_variant_t const & value);
     /// A null pointer throws E_POINTER.
     qrvariant_t(tagVARIANT const * value);
@@ -124,15 +124,31 @@ public:
     /// Adds a reference, unless `addRef` is false and the caller's is taken over.
     qrvariant_t(IDispatch * object, bool addRef = true) noexcept;
     qrvariant_t(IUnknown * object, bool addRef = true) noexcept;
-    ~qrvariant_t() { VariantClear(this); }
+    ~qrvariant_t()
+    {
+        if (!IsPlain(vt))
+            VariantClear(this);
+    }
 
     // Each gives back what was held, then holds what the constructor of that argument makes. The argument may be the
     // variant itself or lie in what it holds. Strong: what throws leaves the variant, the code of a locked array
     // included.
 
-    qrvariant_t & operator=(tagVARIANT const & value);
-    qrvariant_t & operator=(qrvariant_t const & value);
-    qrvariant_t & operator=(qrvariant_t && value);
+    qrvariant_t & operator=(tagVARIANT const & value)
+    {
+        Copy(value);
+        return *this;
+    }
+    qrvariant_t & operator=(qrvariant_t const & value)
+    {
+        Copy(value);
+        return *this;
+    }
+    qrvariant_t & operator=(qrvariant_t && value)
+    {
+        Copy(value);
+        return *this;
+    }
     qrvariant_t & operator=(_variant_t const & value);
     qrvariant_t & operator=(tagVARIANT const * value);
     qrvariant_t & operator=(wchar_t const * text);
@@ -179,6 +195,19 @@ public:
     bool operator==(qrvariant_t const &) const = delete;
 
 private:
+    /// Whether a variant of the kind owns nothing, so that its bits are a copy.
+    static constexpr bool IsPlain(unsigned short kind) noexcept
+    {
+        constexpr unsigned kOwners = 1U << VT_BSTR | 1U << VT_DISPATCH | 1U << VT_VARIANT | 1U << VT_UNKNOWN | 1U << 15;
+        return kind <= VT_UINT && (kOwners >> kind & 1U) == 0;
+    }
+    void Copy(tagVARIANT const & value)
+    {
+        if (IsPlain(value.vt) && IsPlain(vt))
+            static_cast<tagVARIANT &>(*this) = value;
+        else
+            _com_util::CheckError(VariantCopy(this, &value));
+    }
     template <class... Source>
     qrvariant_t & Assign(Source const &... source);
 };

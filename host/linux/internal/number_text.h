@@ -25,6 +25,9 @@ struct NumberText
 /// DISP_E_TYPEMISMATCH for a text that is no number. Blanks may stand on both sides.
 HRESULT ReadNumber(std::wstring_view text, LCID locale, NumberText & number);
 
+/// The nearest double for what most numbers look like: digits, perhaps with a sign in front and a point among them.
+/// False, and nothing said, for any other text, number or not.
+bool ReadPlainDouble(std::wstring_view text, LCID locale, double & value);
 /// The nearest double. DISP_E_OVERFLOW beyond the largest.
 HRESULT ToDouble(NumberText const & number, double & value);
 /// The magnitude as a whole number, halves to the even one. DISP_E_OVERFLOW beyond 64 bits.

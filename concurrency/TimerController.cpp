@@ -60,6 +60,12 @@ std::int64_t DelayUntil(CDateTime const & start, std::int64_t resolution)
     return resolution == 0 ? 0 : delay % resolution + resolution;
 }
 
+/// Whether a next update that is later by the resolution still counts as one of 32 bits.
+bool FitsAfter(std::int64_t nextUpdate, std::int64_t resolution)
+{
+    return nextUpdate <= kMax32 && (nextUpdate & kMax32) <= kMax32 - resolution;
+}
+
 } // namespace
 
 void CTimerItem::SetEventID(unsigned long eventId) { m_eventId = internal::NarrowULong(eventId); }
@@ -133,8 +139,10 @@ void CTimerController::SetTimerInSeconds(ITimerEvents * target, unsigned long ev
 
 void CTimerController::SetTimer(CTimerItem & item, bool reprogram)
 {
+    // Looked for ahead of the clock: what is found comes to the cache while that is read.
+    auto const index = m_items->Find(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
     SetFirstUpdateTime(item);
-    m_items->Put(item);
+    m_items->Put(index, item);
     if (reprogram)
         DoInternalTimerLogic(false);
 }
@@ -155,20 +163,13 @@ void CTimerController::SetFirstUpdateTime(CTimerItem & item)
 void CTimerController::SetNextUpdateTime(CTimerItem & item)
 {
     std::int64_t const resolution = static_cast<std::int64_t>(item.GetResolution());
-    std::int64_t const next = item.GetNextUpdate();
-    if (next > kMax32 || (next & kMax32) > kMax32 - resolution)
+    if (!FitsAfter(item.GetNextUpdate(), resolution))
     {
         auto const index = m_items->Find(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
-        if (index == internal::TimerItems::kNone)
-        {
-            RebaseTimerController();
-        }
-        else
-        {
-            std::int64_t const before = m_items->NextUpdate(index);
-            RebaseTimerController();
-            item.SetNextUpdate(next + (m_items->NextUpdate(index) - before));
-        }
+        bool const moves = index != internal::TimerItems::kNone; // with the base, as all timers that are set
+        std::int64_t const before = moves ? m_items->NextUpdate(index) : 0;
+        RebaseTimerController();
+        item.SetNextUpdate(item.GetNextUpdate() + (moves ? m_items->NextUpdate(index) - before : 0));
     }
     item.SetNextUpdate(item.GetNextUpdate() + resolution);
 }
@@ -208,7 +209,7 @@ void CTimerController::KillTimer(ITimerEvents * target, unsigned long eventId)
 
 bool CTimerController::KillTimers(ITimerEvents * target)
 {
-    bool const removed = m_items->RemoveTarget(target) != 0;
+    bool const removed = m_items->RemoveTarget(target);
     DoInternalTimerLogic(false);
     return removed;
 }
@@ -236,12 +237,7 @@ bool CTimerController::GetRemainingMilliseconds(ITimerEvents * target, unsigned 
 void CTimerController::TimeChanged()
 {
     std::vector<CTimerItem> timed;
-    m_items->ForEach(
-        [&](internal::TimerItems::Index index)
-        {
-            if (!m_items->At(index).GetStartTime().IsNull())
-                timed.push_back(m_items->At(index));
-        });
+    m_items->ForEachWithStart([&](internal::TimerItems::Index index) { timed.push_back(m_items->ItemAt(index)); });
     if (timed.empty())
         return;
     for (CTimerItem & item : timed)
@@ -260,7 +256,7 @@ void CTimerController::DoInternalTimerLogic(bool force)
         StopInternalTimer();
         return;
     }
-    std::int64_t const first = m_items->NextUpdate(m_items->First());
+    std::int64_t const first = m_items->FirstUpdate();
     if (!m_internalTimerRunning)
     {
         m_nextUpdate = first;
@@ -298,7 +294,7 @@ void CTimerController::StopInternalTimer()
     m_internalTimerId = 0;
 }
 
-__int64 CTimerController::GetNextItemUpdateTime() const { return m_baseTime + m_items->NextUpdate(m_items->First()); }
+__int64 CTimerController::GetNextItemUpdateTime() const { return m_baseTime + m_items->FirstUpdate(); }
 
 __int64 CTimerController::GetTimeToNextUpdate() const { return std::max<__int64>(GetNextUpdateTime() - Present(), 0); }
 
@@ -371,8 +367,8 @@ void CTimerController::OnInternalTimer()
 void CTimerController::CallFirstItem()
 {
     auto const index = m_items->First();
-    CTimerItem item = m_items->At(index);
-    if (item.GetAdviseOnce())
+    internal::TimerItems::Timer const timer = m_items->At(index);
+    if (timer.adviseOnce)
     {
         m_items->Remove(index);
         if (IsEmpty())
@@ -380,12 +376,12 @@ void CTimerController::CallFirstItem()
     }
     else
     {
-        item.SetNextUpdate(m_items->NextUpdate(index));
-        SetNextUpdateTime(item);
-        m_items->Move(index, item.GetNextUpdate());
+        if (!FitsAfter(m_items->NextUpdate(index), timer.resolution))
+            RebaseTimerController();
+        m_items->Move(index, m_items->NextUpdate(index) + timer.resolution);
     }
-    if (item.GetTarget() != nullptr)
-        item.GetTarget()->OnTimeElapsed(this, item.GetEventID());
+    if (timer.target != nullptr)
+        timer.target->OnTimeElapsed(this, timer.eventId);
 }
 
 } // namespace qvlib

@@ -1,7 +1,7 @@
 #include "concurrency/internal/timer_items.h"
 
-#include <algorithm>
-#include <functional>
+#include <new>
+#include <utility>
 
 namespace qvlib::internal
 {
@@ -9,13 +9,23 @@ namespace qvlib::internal
 namespace
 {
 
-// So many void entries in the queue are not worth the walk that drops them.
+// Fewer void entries in the queue than this are not worth the walk that drops them.
 constexpr std::size_t kVoidEntriesKept = 64;
-constexpr std::uint32_t kSlotsKept = 1024;
-
-std::uint32_t EventOf(CTimerItem const & item) { return static_cast<std::uint32_t>(item.GetEventID()); }
+// A controller that never had more timers keeps its memory when the last one goes.
+constexpr TimerItems::Index kTimersKept = 1024;
 
 } // namespace
+
+/// Has the cache fetch a timer that will be needed soon.
+void TimerItems::Approach(Index index) const noexcept
+{
+#if defined(__GNUC__)
+    __builtin_prefetch(&m_timers[index], 1);
+    __builtin_prefetch(&m_stamps[index], 1);
+#else
+    static_cast<void>(index);
+#endif
+}
 
 TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
@@ -24,34 +34,107 @@ TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId)
         return kNone;
     if (entry->events != nullptr)
     {
-        EventEntry const * const event = entry->events->Find(eventId);
-        return event != nullptr ? event->index : kNone;
+        Index const index = entry->events->Find(eventId);
+        if (index != kNone)
+            Approach(index);
+        return index;
     }
-    return EventOf(At(entry->index)) == eventId ? entry->index : kNone;
+    return At(entry->index).eventId == eventId ? entry->index : kNone;
 }
 
-void TimerItems::Put(CTimerItem const & item)
+/// Makes room for one more timer in all arrays that are by index.
+void TimerItems::ReserveTimer()
 {
-    std::int64_t const moment = item.GetNextUpdate() + m_baseMoved;
-    Index index = Find(item.GetTarget(), EventOf(item));
+    if (m_freeCount != 0)
+        return;
+    if (m_used == kNone)
+        throw std::bad_alloc();
+    if (m_used == m_timers.Capacity())
+        m_timers.Grow();
+    if (m_used == m_stamps.Capacity())
+        m_stamps.Grow();
+    if (m_used == m_free.Capacity())
+        m_free.Grow();
+}
+
+void TimerItems::Put(Index index, CTimerItem const & item)
+{
+    bool const hasStart = !item.GetStartTime().IsNull();
+    if (hasStart)
+        m_starts.Reserve();
     m_queue.Reserve();
+    std::int64_t const moment = item.GetNextUpdate() + m_baseMoved;
     if (index == kNone)
     {
-        index = AllocateSlot();
-        try
-        {
-            AddKey(item, index);
-        }
-        catch (...)
-        {
-            FreeSlot(index);
-            throw;
-        }
-        ++m_size;
-        SlotAt(index).moment = moment - 1; // not yet in the queue
+        index = Add(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
+        m_timers[index].moment = moment - 1; // not where it shall be
     }
-    SlotAt(index).item = item;
+    Timer & timer = m_timers[index];
+    timer.resolution = static_cast<std::uint32_t>(item.GetResolution());
+    timer.adviseOnce = item.GetAdviseOnce();
+    if (hasStart || timer.hasStart)
+        SetStart(index, item.GetStartTime());
     Schedule(index, moment);
+}
+
+/// A new timer that is in the table but not in the queue.
+TimerItems::Index TimerItems::Add(ITimerEvents * target, std::uint32_t eventId)
+{
+    ReserveTimer();
+    Index const index = m_freeCount != 0 ? m_free[m_freeCount - 1] : m_used;
+    AddKey(target, eventId, index);
+    if (m_freeCount != 0)
+        --m_freeCount;
+    else
+        m_stamps[m_used++] = 0;
+    ++m_size;
+    m_timers[index] = {target, 0, eventId, 0, false, false};
+    return index;
+}
+
+void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index index)
+{
+    TargetEntry & entry = m_targets.FindOrAdd(target);
+    if (entry.IsEmpty())
+    {
+        entry.index = index;
+    }
+    else if (entry.events != nullptr)
+    {
+        entry.events->Add(eventId, index);
+    }
+    else
+    {
+        auto events = std::make_unique<EventTable>();
+        events->Add(At(entry.index).eventId, entry.index);
+        events->Add(eventId, index);
+        entry.events = std::move(events);
+        entry.index = kNone;
+    }
+}
+
+/// There must be room for a start.
+void TimerItems::SetStart(Index index, CDateTime const & start) noexcept
+{
+    m_timers[index].hasStart = !start.IsNull();
+    if (!start.IsNull())
+        m_starts.FindOrAdd(index).start = start;
+    else if (StartEntry * const entry = m_starts.Find(index))
+        m_starts.Erase(*entry);
+}
+
+CTimerItem TimerItems::ItemAt(Index index)
+{
+    Timer const & timer = At(index);
+    CTimerItem item;
+    item.SetTarget(timer.target);
+    item.SetEventID(timer.eventId);
+    item.SetAdviseOnce(timer.adviseOnce);
+    if (timer.hasStart)
+        item.SetStartTime(m_starts.Find(index)->start);
+    item.SetResolution(timer.resolution);
+    item.SetNextUpdate(NextUpdate(index));
+    return item;
 }
 
 void TimerItems::Move(Index index, std::int64_t nextUpdate)
@@ -61,147 +144,99 @@ void TimerItems::Move(Index index, std::int64_t nextUpdate)
     Schedule(index, nextUpdate + m_baseMoved);
 }
 
-/// Whether the entry of an item stands at the top of the queue.
-bool TimerItems::IsFirst(Index index) const noexcept
-{
-    return m_queue.Size() != 0 && m_queue.First().index == index && IsValid(m_queue.First());
-}
-
-/// Puts an item at a moment; its entry at another one, if there is one, becomes void. Unless it is the first there must
+/// Puts a timer at a moment; its entry at another one, if there is one, becomes void. Unless it is the first there must
 /// be room for an entry.
 void TimerItems::Schedule(Index index, std::int64_t moment) noexcept
 {
-    Slot & slot = SlotAt(index);
-    if (slot.moment == moment)
+    Timer & timer = m_timers[index];
+    if (timer.moment == moment)
         return;
-    slot.moment = moment;
-    TimerQueueEntry const entry{moment, index, slot.stamp + 1};
+    timer.moment = moment;
     bool const isFirst = IsFirst(index);
-    slot.stamp = entry.stamp;
+    TimerQueueEntry const entry{moment, index, ++m_stamps[index]};
     if (isFirst)
     {
-        m_queue.ReplaceFirst(entry, Before{*this});
+        Approach(m_queue.ReplaceFirst(entry).index);
         return;
     }
-    m_queue.Push(entry, Before{*this});
+    m_queue.Push(entry);
     // This is also what keeps a stamp from coming round while an entry with it stands in the queue.
     if (m_queue.Size() > 2 * m_size + kVoidEntriesKept)
-        m_queue.Filter([this](TimerQueueEntry const & each) { return IsValid(each); }, Before{*this});
+        DropVoidEntries();
+}
+
+void TimerItems::DropVoidEntries() noexcept
+{
+    m_queue.Filter([this](TimerQueueEntry const & entry) { return IsValid(entry); });
 }
 
 void TimerItems::Remove(Index index) noexcept
 {
-    CTimerItem const & item = At(index);
-    TargetEntry * const entry = m_targets.Find(item.GetTarget());
-    bool last = true;
-    if (entry->events != nullptr)
-    {
-        entry->events->Erase(*entry->events->Find(EventOf(item)));
-        last = entry->events->Size() == 0;
-    }
-    if (last)
-        m_targets.Erase(*entry);
-    FreeSlot(index);
+    Timer const & timer = At(index);
+    TargetEntry & entry = *m_targets.Find(timer.target);
+    if (entry.events != nullptr)
+        entry.events->Erase(timer.eventId);
+    if (entry.events == nullptr || entry.events->IsEmpty())
+        m_targets.Erase(entry);
+    Free(index);
     ReduceSize(1);
 }
 
-std::size_t TimerItems::RemoveTarget(ITimerEvents * target) noexcept
+bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
 {
     TargetEntry * const entry = m_targets.Find(target);
     if (entry == nullptr)
-        return 0;
-    std::size_t count = 1;
+        return false;
+    std::size_t count = 0;
+    auto const free = [&](Index index)
+    {
+        Free(index);
+        ++count;
+    };
     if (entry->events != nullptr)
-    {
-        count = entry->events->Size();
-        entry->events->ForEach([this](EventEntry const & event) { FreeSlot(event.index); });
-    }
+        entry->events->ForEach(free);
     else
-    {
-        FreeSlot(entry->index);
-    }
+        free(entry->index);
     m_targets.Erase(*entry);
     ReduceSize(count);
-    return count;
+    return true;
+}
+
+/// The timer's entry in the queue becomes void.
+void TimerItems::Free(Index index) noexcept
+{
+    if (At(index).hasStart)
+        SetStart(index, CDateTime());
+    ++m_stamps[index];
+    m_free[m_freeCount++] = index;
 }
 
 void TimerItems::ReduceSize(std::size_t count) noexcept
 {
     m_size -= count;
-    if (m_size != 0)
-        return;
-    // A controller whose only timer comes and goes keeps its memory, one that had many gives it back.
-    if (m_firstUnused > kSlotsKept)
-        Clear();
-    else
-        m_queue.Drop();
-}
-
-void TimerItems::AddKey(CTimerItem const & item, Index index)
-{
-    TargetEntry * entry = m_targets.Find(item.GetTarget());
-    if (entry == nullptr)
+    if (m_size == 0)
     {
-        m_targets.Add(item.GetTarget()).index = index;
-        return;
+        if (m_used > kTimersKept)
+            Clear();
+        else
+            m_queue.Drop();
     }
-    if (entry->events == nullptr)
+    else if (m_queue.Size() > 4 * m_size + kVoidEntriesKept)
     {
-        auto events = std::make_unique<EventTable>();
-        events->Add(EventOf(At(entry->index))).index = entry->index;
-        events->Add(EventOf(item)).index = index;
-        entry->events = std::move(events);
-        entry->index = kNone;
-        return;
+        DropVoidEntries();
     }
-    entry->events->Add(EventOf(item)).index = index;
-}
-
-TimerItems::Index TimerItems::AllocateSlot()
-{
-    if (m_firstFree != kNone)
-    {
-        Index const index = m_firstFree;
-        m_firstFree = SlotAt(index).nextFree;
-        return index;
-    }
-    if (m_blockCount == 0 || BlockOf(m_firstUnused) == m_blockCount)
-        AddBlock();
-    new (&SlotAt(m_firstUnused)) Slot{};
-    return m_firstUnused++;
-}
-
-void TimerItems::AddBlock()
-{
-    if (m_blockCount == kBlocks)
-        throw std::bad_alloc();
-    m_blocks[m_blockCount] =
-        static_cast<Slot *>(::operator new (BlockSize(m_blockCount) * sizeof(Slot), std::align_val_t{alignof(Slot)}));
-    ++m_blockCount;
-    for (std::uint32_t block = 0; block < m_blockCount; ++block)
-        m_ranks[block] = static_cast<std::uint8_t>(std::count_if(m_blocks.begin(), m_blocks.begin() + m_blockCount,
-                                                                 [this, block](Slot * other)
-                                                                 { return std::less<>()(other, m_blocks[block]); }));
-}
-
-/// The item's entry in the queue becomes void.
-void TimerItems::FreeSlot(Index index) noexcept
-{
-    Slot & slot = SlotAt(index);
-    ++slot.stamp;
-    slot.nextFree = m_firstFree;
-    m_firstFree = index;
 }
 
 void TimerItems::Clear() noexcept
 {
     m_targets.Clear();
+    m_starts.Clear();
     m_queue.Clear();
-    for (std::uint32_t block = 0; block < m_blockCount; ++block)
-        ::operator delete (m_blocks[block], std::align_val_t{alignof(Slot)});
-    m_blockCount = 0;
-    m_firstUnused = 0;
-    m_firstFree = kNone;
+    m_timers.Free();
+    m_stamps.Free();
+    m_free.Free();
+    m_freeCount = 0;
+    m_used = 0;
     m_size = 0;
     m_baseMoved = 0;
 }

@@ -1,41 +1,60 @@
 #include "concurrency/internal/timer_queue.h"
 
-#include <cstring>
-#include <new>
+#include <algorithm>
 
 namespace qvlib::internal
 {
 
-namespace
+/// Puts an entry in the place of the first one. It comes from the bottom, as a rule, so the hole is taken to the bottom
+/// first and the entry rises from there.
+TimerQueueEntry const & TimerQueue::Sink(TimerQueueEntry entry) noexcept
 {
-
-constexpr std::size_t kLine = 64;
-constexpr std::size_t kBefore = kLine / sizeof(TimerQueueEntry) - 1; // so that the second entry starts a line
-constexpr std::size_t kFirstCapacity = kLine - kBefore;
-
-} // namespace
-
-void TimerQueue::Grow()
-{
-    std::size_t const capacity = m_capacity == 0 ? kFirstCapacity : m_capacity * 2 + kBefore;
-    auto * const memory = static_cast<TimerQueueEntry *>(
-        ::operator new ((capacity + kBefore) * sizeof(TimerQueueEntry), std::align_val_t{kLine}));
-    TimerQueueEntry * const entries = memory + kBefore;
-    if (m_size != 0)
-        std::memcpy(entries, m_entries, m_size * sizeof(TimerQueueEntry));
-    std::size_t const size = m_size;
-    Clear();
-    m_entries = entries;
-    m_size = size;
-    m_capacity = capacity;
+    TimerQueueEntry * const entries = m_entries.Data();
+    std::size_t hole = 0;
+    std::size_t nextToTop = 0;
+    std::size_t child = 1;
+    for (; child + kBranches <= m_size; child = hole * kBranches + 1)
+    {
+        std::size_t const left = child + (Less(entries[child + 1], entries[child]) ? 1U : 0U);
+        std::size_t const right = child + 2 + (Less(entries[child + 3], entries[child + 2]) ? 1U : 0U);
+        std::size_t const first = Less(entries[right], entries[left]) ? right : left;
+        entries[hole] = entries[first];
+        if (hole == 0)
+            nextToTop = first;
+        hole = first;
+    }
+    if (child < m_size)
+    {
+        std::size_t first = child;
+        while (++child < m_size)
+            if (Less(entries[child], entries[first]))
+                first = child;
+        entries[hole] = entries[first];
+        hole = first;
+    }
+    Rise(hole, entry);
+    return entries[nextToTop];
 }
 
-void TimerQueue::Clear() noexcept
+void TimerQueue::MakeHeap() noexcept
 {
-    if (m_entries != nullptr)
-        ::operator delete (m_entries - kBefore, std::align_val_t{kLine});
-    m_entries = nullptr;
-    m_size = m_capacity = 0;
+    TimerQueueEntry * const entries = m_entries.Data();
+    for (std::size_t i = m_size < 2 ? 0 : (m_size - 2) / kBranches + 1; i-- > 0;)
+    {
+        TimerQueueEntry const entry = entries[i];
+        std::size_t hole = i;
+        for (std::size_t child = hole * kBranches + 1; child < m_size; child = hole * kBranches + 1)
+        {
+            std::size_t first = child;
+            for (std::size_t other = child + 1; other < std::min(child + kBranches, m_size); ++other)
+                first = Less(entries[other], entries[first]) ? other : first;
+            if (!Less(entries[first], entry))
+                break;
+            entries[hole] = entries[first];
+            hole = first;
+        }
+        entries[hole] = entry;
+    }
 }
 
 } // namespace qvlib::internal

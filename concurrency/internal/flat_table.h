@@ -9,9 +9,8 @@
 namespace qvlib::internal
 {
 
-/// Open addressing with linear probing. `Entry` is a plain value with a `Key` type, `key` of it, and `IsEmpty()`, which
-/// is true for a default one; what was added is made not empty by whoever adds it. Entries move when others come and
-/// go. Thread-compatible.
+/// Open addressing with linear probing. `Entry` has a `Key` type, a `key` of it, and `IsEmpty()`, true for a default
+/// one; whoever adds an entry makes it not empty. Entries move when others come and go. Thread-compatible.
 template <class Entry>
 class FlatTable
 {
@@ -24,24 +23,29 @@ public:
     {
         if (m_size == 0)
             return nullptr;
-        for (std::size_t i = Home(key);; i = (i + 1) & m_mask)
-        {
-            if (m_entries[i].IsEmpty())
-                return nullptr;
-            if (m_entries[i].key == key)
-                return &m_entries[i];
-        }
+        Entry & entry = Place(key);
+        return entry.IsEmpty() ? nullptr : &entry;
     }
 
-    /// The entry for a key that is not there yet. Throws std::bad_alloc, and nothing has changed.
-    Entry & Add(Key key)
+    /// The entry of the key; an empty one, with the key, where there was none. Throws std::bad_alloc, and nothing has
+    /// changed; never when there is room.
+    Entry & FindOrAdd(Key key)
     {
-        if (m_entries == nullptr || m_size + 1 > (m_mask + 1) / 8 * 5)
+        if (m_size != 0)
+        {
+            Entry & entry = Place(key);
+            if (!entry.IsEmpty() || HasRoom())
+                return entry.IsEmpty() ? Take(entry, key) : entry;
+        }
+        Reserve();
+        return Take(Place(key), key);
+    }
+
+    /// Makes room for one more. Throws std::bad_alloc, and nothing has changed.
+    void Reserve()
+    {
+        if (!HasRoom())
             Grow();
-        Entry & entry = *Free(key);
-        entry.key = key;
-        ++m_size;
-        return entry;
     }
 
     void Erase(Entry & entry) noexcept
@@ -63,7 +67,7 @@ public:
     template <class Visitor>
     void ForEach(Visitor const & visit) const
     {
-        for (std::size_t i = 0; m_entries != nullptr && i <= m_mask; ++i)
+        for (std::size_t i = 0; m_size != 0 && i <= m_mask; ++i)
             if (!m_entries[i].IsEmpty())
                 visit(m_entries[i]);
     }
@@ -82,15 +86,23 @@ private:
     static std::uint64_t Number(void const * key) noexcept { return reinterpret_cast<std::uintptr_t>(key); }
     std::size_t Home(Key key) const noexcept
     {
-        // The high bits of a product with the golden ratio: neighbours come to lie far apart, and steps do not collide.
+        // The upper bits of a product with the golden ratio: keys in regular steps come to lie apart.
         return static_cast<std::size_t>((Number(key) * 0x9E3779B97F4A7C15U) >> 32) & m_mask;
     }
-    Entry * Free(Key key) noexcept
+    bool HasRoom() const noexcept { return m_size < m_mask - m_mask / 8 * 3; }
+    /// Where the key stands, or the empty entry where it would. There must be an array.
+    Entry & Place(Key key) noexcept
     {
         std::size_t i = Home(key);
-        while (!m_entries[i].IsEmpty())
+        while (!m_entries[i].IsEmpty() && !(m_entries[i].key == key))
             i = (i + 1) & m_mask;
-        return &m_entries[i];
+        return m_entries[i];
+    }
+    Entry & Take(Entry & entry, Key key) noexcept
+    {
+        entry.key = key;
+        ++m_size;
+        return entry;
     }
     void Grow()
     {
@@ -101,7 +113,7 @@ private:
         m_mask = capacity - 1;
         for (std::size_t i = 0; i < oldCapacity; ++i)
             if (!old[i].IsEmpty())
-                *Free(old[i].key) = std::move(old[i]);
+                Place(old[i].key) = std::move(old[i]);
     }
 
     std::unique_ptr<Entry[]> m_entries;

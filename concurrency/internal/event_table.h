@@ -1,0 +1,69 @@
+// The timers of one target, found by their event ids.
+#pragma once
+
+#include "concurrency/internal/flat_table.h"
+
+#include <array>
+#include <cstdint>
+
+namespace qvlib::internal
+{
+
+/// From event id to item index. Ids that follow one another, as they mostly do, share an entry of the table and so a
+/// line or two of the cache. Thread-compatible.
+class EventTable
+{
+public:
+    using Index = std::uint32_t;
+    static constexpr Index kNone = 0xFFFFFFFF;
+
+    bool IsEmpty() const noexcept { return m_pages.Size() == 0; }
+
+    Index Find(std::uint32_t eventId) noexcept
+    {
+        Page const * const page = m_pages.Find(eventId / kPage);
+        return page != nullptr ? page->indexes[eventId % kPage] : kNone;
+    }
+    /// For an id that is not there. Throws std::bad_alloc, and nothing has changed.
+    void Add(std::uint32_t eventId, Index index)
+    {
+        Page & page = m_pages.FindOrAdd(eventId / kPage);
+        page.indexes[eventId % kPage] = index;
+        ++page.count;
+    }
+    /// For an id that is there.
+    void Erase(std::uint32_t eventId) noexcept
+    {
+        Page & page = *m_pages.Find(eventId / kPage);
+        page.indexes[eventId % kPage] = kNone;
+        if (--page.count == 0)
+            m_pages.Erase(page);
+    }
+    template <class Visitor>
+    void ForEach(Visitor const & visit) const
+    {
+        m_pages.ForEach(
+            [&](Page const & page)
+            {
+                for (Index const index : page.indexes)
+                    if (index != kNone)
+                        visit(index);
+            });
+    }
+
+private:
+    static constexpr std::uint32_t kPage = 8;
+
+    struct Page
+    {
+        using Key = std::uint32_t;
+        Key key = 0;
+        std::uint32_t count = 0;
+        std::array<Index, kPage> indexes{kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone};
+        bool IsEmpty() const noexcept { return count == 0; }
+    };
+
+    FlatTable<Page> m_pages;
+};
+
+} // namespace qvlib::internal

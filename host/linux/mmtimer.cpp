@@ -1,15 +1,14 @@
 #include "qvlib/host/mmtimer.h"
 
 #include "host/linux/internal/clock.h"
+#include "host/linux/internal/mutex.h"
 #include "host/linux/internal/timers.h"
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <limits>
-#include <mutex>
 #include <new>
 #include <pthread.h>
 #include <set>
@@ -23,6 +22,9 @@
 namespace
 {
 
+using qvlib::host::Condition;
+using qvlib::host::Mutex;
+using qvlib::host::MutexLock;
 using qvlib::host::internal::IsClockManual;
 using qvlib::host::internal::MonotonicNanoseconds;
 using qvlib::host::internal::SetManualClock;
@@ -63,40 +65,51 @@ private:
         bool waitWhenKilled;
     };
     using Order = std::tuple<std::int64_t, std::uint64_t, UINT>;
-    using Lock = std::unique_lock<std::mutex>;
 
     static Order OrderOf(UINT id, Timer const & timer) { return {timer.due, timer.number, id}; }
-    std::int64_t FirstDue() const { return m_order.empty() ? kNever : std::get<0>(*m_order.begin()); }
-    bool IsCaller() const { return m_runningId != 0 && m_runningThread == std::this_thread::get_id(); }
-    void Insert(UINT id, Timer const & timer);
-    Timer Take(UINT id);
-    void CallFirst(Lock & lock);
-    void CallDueUntil(Lock & lock, std::int64_t target);
-    void StartThread();
-    void Run() noexcept;
-    void StopAtExit();
+    std::int64_t FirstDue() const QVLIB_REQUIRES(m_mutex)
+    {
+        return m_order.empty() ? kNever : std::get<0>(*m_order.begin());
+    }
+    bool IsCaller() const QVLIB_REQUIRES(m_mutex)
+    {
+        return m_runningId != 0 && m_runningThread == std::this_thread::get_id();
+    }
+    bool IsCallerNow() QVLIB_EXCLUDES(m_mutex)
+    {
+        MutexLock const held(m_mutex);
+        return IsCaller();
+    }
+    void Insert(UINT id, Timer const & timer) QVLIB_REQUIRES(m_mutex);
+    Timer Take(UINT id) QVLIB_REQUIRES(m_mutex);
+    void CallFirst() QVLIB_REQUIRES(m_mutex);
+    void CallDueUntil(std::int64_t target) QVLIB_REQUIRES(m_mutex);
+    void StartThread() QVLIB_REQUIRES(m_mutex);
+    void Run() noexcept QVLIB_EXCLUDES(m_mutex);
+    void StopAtExit() QVLIB_EXCLUDES(m_mutex);
 
-    std::mutex m_advancing; ///< held through a move of the manual clock, callbacks included; taken before m_mutex
-    std::mutex m_mutex;     ///< guards what follows; left during callbacks
-    std::unordered_map<UINT, Timer> m_timers;
-    std::set<Order> m_order;
+    Mutex m_advancing; ///< held while the manual clock moves, callbacks included; taken before m_mutex
+    Mutex m_mutex;     ///< left during callbacks
+    std::unordered_map<UINT, Timer> m_timers QVLIB_GUARDED_BY(m_mutex);
+    std::set<Order> m_order QVLIB_GUARDED_BY(m_mutex);
     // A node each, kept for the next timer: most timers are set where another has gone.
-    std::unordered_map<UINT, Timer>::node_type m_spareTimer;
-    std::set<Order>::node_type m_spareOrder;
-    UINT m_lastId = 0;
-    std::uint64_t m_settings = 0;
+    std::unordered_map<UINT, Timer>::node_type m_spareTimer QVLIB_GUARDED_BY(m_mutex);
+    std::set<Order>::node_type m_spareOrder QVLIB_GUARDED_BY(m_mutex);
+    UINT m_lastId QVLIB_GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_settings QVLIB_GUARDED_BY(m_mutex) = 0;
 
-    std::condition_variable m_changed;   ///< an earlier timer, another clock, the end
-    std::int64_t m_sleepsUntil = kNever; ///< what the thread will wake for by itself
-    std::condition_variable m_returned;  ///< a callback has returned
-    std::uint64_t m_calls = 0;           ///< callbacks that have returned
-    UINT m_runningId = 0;                ///< the timer whose callback is running
-    bool m_runningWaitWhenKilled = false;
-    std::thread::id m_runningThread;
+    Condition m_changed; ///< an earlier timer, another clock, the end
+    /// What the thread will wake for by itself.
+    std::int64_t m_sleepsUntil QVLIB_GUARDED_BY(m_mutex) = kNever;
+    Condition m_returned;                                ///< a callback has returned
+    std::uint64_t m_calls QVLIB_GUARDED_BY(m_mutex) = 0; ///< callbacks that have returned
+    UINT m_runningId QVLIB_GUARDED_BY(m_mutex) = 0;      ///< the timer whose callback is running
+    bool m_runningWaitWhenKilled QVLIB_GUARDED_BY(m_mutex) = false;
+    std::thread::id m_runningThread QVLIB_GUARDED_BY(m_mutex);
 
-    std::thread m_thread;
-    pid_t m_process = 0; ///< that the thread runs in
-    bool m_stopped = false;
+    std::thread m_thread QVLIB_GUARDED_BY(m_mutex);
+    pid_t m_process QVLIB_GUARDED_BY(m_mutex) = 0; ///< that the thread runs in
+    bool m_stopped QVLIB_GUARDED_BY(m_mutex) = false;
 };
 
 void Timers::Insert(UINT id, Timer const & timer)
@@ -141,45 +154,49 @@ Timers::Timer Timers::Take(UINT id)
 
 UINT Timers::Set(std::int64_t delay, LPTIMECALLBACK callback, DWORD_PTR user, UINT flags)
 {
-    Lock lock(m_mutex);
-    if (m_stopped)
-        return 0;
-    if (!IsClockManual())
-        StartThread();
-    do
-        ++m_lastId;
-    while (m_lastId == 0 || m_lastId == m_runningId || m_timers.count(m_lastId) != 0);
-    std::int64_t const due = MonotonicNanoseconds() + delay;
-    Insert(m_lastId, {due, ++m_settings, (flags & TIME_PERIODIC) != 0 ? delay : 0, callback, user,
-                      (flags & TIME_KILL_SYNCHRONOUS) != 0});
-    UINT const id = m_lastId;
-    bool const wake = due < m_sleepsUntil && !IsClockManual();
-    lock.unlock();
+    UINT id;
+    bool wake;
+    {
+        MutexLock const held(m_mutex);
+        if (m_stopped)
+            return 0;
+        bool const manual = IsClockManual();
+        if (!manual)
+            StartThread();
+        do
+            ++m_lastId;
+        while (m_lastId == 0 || m_lastId == m_runningId || m_timers.count(m_lastId) != 0);
+        id = m_lastId;
+        std::int64_t const due = MonotonicNanoseconds() + delay;
+        Insert(id, {due, ++m_settings, (flags & TIME_PERIODIC) != 0 ? delay : 0, callback, user,
+                    (flags & TIME_KILL_SYNCHRONOUS) != 0});
+        wake = due < m_sleepsUntil && !manual;
+    }
     if (wake)
-        m_changed.notify_one();
+        m_changed.NotifyOne();
     return id;
 }
 
 bool Timers::Kill(UINT id)
 {
-    Lock lock(m_mutex);
+    MutexLock const held(m_mutex);
     bool const waits = m_timers.count(id) != 0;
     if (waits)
         Take(id); // the thread may wake for nothing, which is cheaper than telling it
     if (id == 0 || m_runningId != id || !m_runningWaitWhenKilled)
         return waits;
     if (!IsCaller())
-        m_returned.wait(lock, [this, call = m_calls] { return m_calls != call; });
+        for (std::uint64_t const calls = m_calls; m_calls == calls;)
+            m_returned.Wait(m_mutex);
     return true;
 }
 
-/// Calls the callback of the first timer, with the lock left.
-void Timers::CallFirst(Lock & lock)
+/// Calls the callback of the first timer. The lock is left meanwhile and held again at the end, also when the callback
+/// throws (on a thread that moves the clock); that is more than the analysis can follow.
+void Timers::CallFirst() QVLIB_NO_THREAD_SAFETY_ANALYSIS
 {
     UINT const id = std::get<2>(*m_order.begin());
     Timer timer = Take(id);
-    LPTIMECALLBACK const callback = timer.callback;
-    DWORD_PTR const user = timer.user;
     m_runningId = id;
     m_runningWaitWhenKilled = timer.waitWhenKilled;
     m_runningThread = std::this_thread::get_id();
@@ -189,40 +206,39 @@ void Timers::CallFirst(Lock & lock)
         timer.due += timer.period * (1 + std::max<std::int64_t>(late, 0) / timer.period);
         Insert(id, timer); // into the spare nodes
     }
-    struct Returned // also when the callback throws, on a thread that moves the clock
+    struct Returned
     {
         Timers & timers;
-        Lock & lock;
-        ~Returned()
+        ~Returned() QVLIB_NO_THREAD_SAFETY_ANALYSIS
         {
-            lock.lock();
+            timers.m_mutex.Lock();
             timers.m_runningId = 0;
             ++timers.m_calls;
-            timers.m_returned.notify_all();
+            timers.m_returned.NotifyAll();
         }
     };
-    lock.unlock();
-    Returned const returned{*this, lock};
-    callback(id, 0, user, 0, 0);
+    m_mutex.Unlock();
+    Returned const returned{*this};
+    timer.callback(id, 0, timer.user, 0, 0);
 }
 
 void Timers::Run() noexcept
 {
-    Lock lock(m_mutex);
+    MutexLock const held(m_mutex);
     while (!m_stopped)
     {
         std::int64_t const due = IsClockManual() ? kNever : FirstDue();
         if (due != kNever && due <= MonotonicNanoseconds())
         {
             m_sleepsUntil = std::numeric_limits<std::int64_t>::min(); // awake: looks again by itself
-            CallFirst(lock);
+            CallFirst();
             continue;
         }
         m_sleepsUntil = due;
         if (due == kNever)
-            m_changed.wait(lock);
+            m_changed.Wait(m_mutex);
         else
-            m_changed.wait_until(lock, std::chrono::steady_clock::time_point(std::chrono::nanoseconds(due)));
+            m_changed.WaitUntil(m_mutex, std::chrono::steady_clock::time_point(std::chrono::nanoseconds(due)));
     }
 }
 
@@ -249,85 +265,86 @@ void Timers::StartThread()
 /// Ends the thread, or leaves it alone when it is in a callback that may never return, or was left behind by a fork.
 void Timers::StopAtExit()
 {
-    Lock lock(m_mutex);
-    m_stopped = true;
-    bool const abandon = m_runningId != 0 || m_process != ::getpid();
-    lock.unlock();
-    m_changed.notify_one();
+    std::thread thread;
+    bool abandon;
+    {
+        MutexLock const held(m_mutex);
+        m_stopped = true;
+        abandon = m_runningId != 0 || m_process != ::getpid();
+        thread.swap(m_thread);
+    }
+    m_changed.NotifyOne();
     if (abandon)
-        m_thread.detach();
+        thread.detach();
     else
-        m_thread.join();
+        thread.join();
 }
 
 void Timers::ChangeClock(void (*change)(std::int64_t), std::int64_t argument)
 {
-    Lock lock(m_mutex);
-    std::int64_t const before = MonotonicNanoseconds();
-    change(argument);
-    std::int64_t const distance = MonotonicNanoseconds() - before;
-    std::set<Order> order;
-    while (!m_order.empty())
     {
-        auto node = m_order.extract(m_order.begin());
-        m_timers.at(std::get<2>(node.value())).due += distance;
-        std::get<0>(node.value()) += distance;
-        order.insert(std::move(node));
+        MutexLock const held(m_mutex);
+        std::int64_t const before = MonotonicNanoseconds();
+        change(argument);
+        std::int64_t const distance = MonotonicNanoseconds() - before;
+        std::set<Order> order;
+        while (!m_order.empty())
+        {
+            auto node = m_order.extract(m_order.begin());
+            m_timers.at(std::get<2>(node.value())).due += distance;
+            std::get<0>(node.value()) += distance;
+            order.insert(std::move(node));
+        }
+        m_order.swap(order);
+        if (!IsClockManual() && !m_order.empty() && !m_stopped)
+            StartThread();
     }
-    m_order.swap(order);
-    if (!IsClockManual() && !m_order.empty() && !m_stopped)
-        StartThread();
-    lock.unlock();
-    m_changed.notify_one();
+    m_changed.NotifyOne();
 }
 
 /// Moves the manual clock, calling on the way.
-void Timers::CallDueUntil(Lock & lock, std::int64_t target)
+void Timers::CallDueUntil(std::int64_t target)
 {
     // A callback may have moved the clock past the target.
     while (FirstDue() <= std::max(target, MonotonicNanoseconds()))
     {
         SetManualClock(std::max(FirstDue(), MonotonicNanoseconds()));
-        CallFirst(lock);
+        CallFirst();
     }
     SetManualClock(std::max(target, MonotonicNanoseconds()));
 }
 
 void Timers::Advance(std::int64_t distance)
 {
-    Lock lock(m_mutex);
-    std::int64_t const target = MonotonicNanoseconds() + std::max<std::int64_t>(distance, 0);
-    if (IsCaller())
-        return SetManualClock(target);
-    lock.unlock();
-    std::lock_guard const advancing(m_advancing);
-    lock.lock();
-    CallDueUntil(lock, MonotonicNanoseconds() + std::max<std::int64_t>(distance, 0));
+    distance = std::max<std::int64_t>(distance, 0);
+    if (IsCallerNow())
+        return SetManualClock(MonotonicNanoseconds() + distance);
+    MutexLock const advancing(m_advancing);
+    MutexLock const held(m_mutex);
+    CallDueUntil(MonotonicNanoseconds() + distance);
 }
 
 bool Timers::AdvanceToNext()
 {
-    Lock lock(m_mutex);
-    bool const nested = IsCaller();
-    Lock advancing(m_advancing, std::defer_lock);
-    if (!nested)
+    if (IsCallerNow())
     {
-        lock.unlock();
-        advancing.lock();
-        lock.lock();
+        MutexLock const held(m_mutex);
+        if (m_order.empty())
+            return false;
+        SetManualClock(std::max(FirstDue(), MonotonicNanoseconds()));
+        return true;
     }
+    MutexLock const advancing(m_advancing);
+    MutexLock const held(m_mutex);
     if (m_order.empty())
         return false;
-    if (nested)
-        SetManualClock(std::max(FirstDue(), MonotonicNanoseconds()));
-    else
-        CallDueUntil(lock, FirstDue());
+    CallDueUntil(FirstDue());
     return true;
 }
 
 unsigned int Timers::Count()
 {
-    Lock const lock(m_mutex);
+    MutexLock const held(m_mutex);
     return static_cast<unsigned int>(m_timers.size());
 }
 

@@ -1,6 +1,6 @@
 // ITimerEvents, what a timer calls, and CTimerItem, what a timer controller keeps of one timer.
 //
-//     class Sampler : public qvlib::ITimerEvents
+//     class Sampler final : public qvlib::ITimerEvents
 //     {
 //         void OnTimeElapsed(unsigned long eventId) override;
 //         using ITimerEvents::OnTimeElapsed;       // the form with the controller stays visible

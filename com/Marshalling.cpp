@@ -43,6 +43,13 @@ bool IsPlain(unsigned short vt) noexcept
            safearrayvector::GetDataSize(vt) != 0;
 }
 
+/// The bytes that an element's record has at least: its kind, and its value or the length of its text. Packets are read
+/// by the platform, so nothing behind them may be taken early.
+unsigned long long SmallestRecord(unsigned short vt) noexcept
+{
+    return IsPlain(vt) ? 2 + safearrayvector::GetDataSize(vt) : vt == VT_BSTR ? 6 : 0;
+}
+
 template <class Work>
 long Guarded(Work const & work) noexcept
 {
@@ -101,6 +108,28 @@ public:
     HRESULT PutNumber(Number number)
     {
         return Put(&number, sizeof number);
+    }
+
+    /// The record of an element of one size.
+    HRESULT PutPlain(unsigned short vt, void const * element)
+    {
+        unsigned char record[2 + 8] = {};
+        std::memcpy(record, &vt, sizeof vt);
+        switch (AccessSize(vt))
+        {
+        case 1:
+            std::memcpy(record + 2, element, 1);
+            break;
+        case 2:
+            std::memcpy(record + 2, element, 2);
+            break;
+        case 4:
+            std::memcpy(record + 2, element, 4);
+            break;
+        default:
+            std::memcpy(record + 2, element, 8);
+        }
+        return Put(record, 2 + safearrayvector::GetDataSize(vt));
     }
 
     HRESULT PutText(wchar_t const * text)
@@ -164,9 +193,9 @@ long WithWriter(IStream * stream, Work const & work) noexcept
         });
 }
 
-/// Calls back with each element that travels, as a variant that shares what the array owns.
+/// Calls back with the place of each element that travels.
 template <class Work>
-HRESULT ForEachElement(tagVARIANT const & value, Work const & work)
+HRESULT ForEachPlace(tagVARIANT const & value, Work const & work)
 {
     unsigned short const vt = ElementKind(value.vt);
     if ((vt & VT_BYREF) != 0)
@@ -182,15 +211,28 @@ HRESULT ForEachElement(tagVARIANT const & value, Work const & work)
         void * const element = array.Element(i);
         if (element == nullptr)
             return E_INVALIDARG;
-        tagVARIANT shared;
-        if (vt == VT_VARIANT)
-            std::memcpy(&shared, element, sizeof shared);
-        else if (long const result = safearrayvector::SetVariantValue(shared, vt, element, false); result != S_OK)
-            return static_cast<HRESULT>(result);
-        if (HRESULT const result = work(shared); FAILED(result))
+        if (HRESULT const result = work(element); FAILED(result))
             return result;
     }
     return S_OK;
+}
+
+/// Calls back with each element that travels, as a variant that shares what the array owns.
+template <class Work>
+HRESULT ForEachElement(tagVARIANT const & value, Work const & work)
+{
+    unsigned short const vt = ElementKind(value.vt);
+    return ForEachPlace(value,
+                        [&](void * element)
+                        {
+                            tagVARIANT shared;
+                            if (vt == VT_VARIANT)
+                                std::memcpy(&shared, element, sizeof shared);
+                            else if (long const result = safearrayvector::SetVariantValue(shared, vt, element, false);
+                                     result != S_OK)
+                                return static_cast<HRESULT>(result);
+                            return work(shared);
+                        });
 }
 
 HRESULT AddSize(tagVARIANT const & value, unsigned long long & size, Destination const & destination, int depth)
@@ -244,6 +286,8 @@ HRESULT WriteArray(RecordWriter & writer, tagVARIANT const & value, Destination 
     }
     if (FAILED(result))
         return result;
+    if (unsigned short const vt = ElementKind(value.vt); IsPlain(vt))
+        return ForEachPlace(value, [&](void const * element) { return writer.PutPlain(vt, element); });
     return ForEachElement(value, [&](tagVARIANT const & element)
                           { return WriteVariant(writer, element, destination, depth + 1); });
 }
@@ -471,7 +515,7 @@ HRESULT ReadPlainElements(RecordReader & reader, LockedArray const & array, unsi
     std::size_t const stored = safearrayvector::GetDataSize(vt);
     for (unsigned long long i = 0; i < records; ++i)
     {
-        reader.Expect((records - i) * (2 + stored));
+        reader.Expect((records - i) * SmallestRecord(vt));
         unsigned short kind = 0;
         if (HRESULT const result = reader.GetNumber(kind); FAILED(result))
             return result;
@@ -495,6 +539,7 @@ HRESULT ReadElements(RecordReader & reader, LockedArray const & array, unsigned 
         return ReadPlainElements(reader, array, vt, records);
     for (unsigned long long i = 0; i < records; ++i)
     {
+        reader.Expect((records - i) * SmallestRecord(vt));
         Received received;
         HRESULT result = ReadVariant(reader, received, depth + 1);
         if (SUCCEEDED(result))
@@ -514,8 +559,7 @@ HRESULT ReadLargeArray(RecordReader & reader, ArrayShape & shape, unsigned short
     {
         if (i >= shape.elements)
             return E_INVALIDARG;
-        if (IsPlain(vt))
-            reader.Expect((shape.records - i) * (2 + safearrayvector::GetDataSize(vt)));
+        reader.Expect((shape.records - i) * SmallestRecord(vt));
         elements.emplace_back();
         if (HRESULT const result = ReadVariant(reader, elements.back(), depth + 1); FAILED(result))
             return result;

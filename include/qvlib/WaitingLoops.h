@@ -39,8 +39,8 @@ using WaitCallback = EWaitCommand (*)(unsigned long parameter);
 /// outlast the time-out by that much.
 QVLIB_API bool WaitOnCallback(WaitCallback callback, unsigned long parameter, unsigned long timeoutMs);
 
-/// The same, delivering messages; the callback is asked again after each, and every half second. False also when the
-/// wait is aborted, which `abortable` allows.
+/// The same, delivering messages; the callback is asked again after each, and every half second. The clock is looked at
+/// when no message waits. False also when the wait is aborted, which `abortable` allows.
 QVLIB_API bool WaitOnCallbackWithMessageLoop(WaitCallback callback, unsigned long parameter, unsigned long timeoutMs,
                                              bool abortable);
 

@@ -246,7 +246,7 @@ TEST(Timers, CancellingWaitsForARunningCallbackThatAsksForIt)
         ASSERT_NE(id, 0U);
         slow.begun.Await();
         std::thread helper([&] { slow.mayEnd.Give(); });
-        EXPECT_EQ(timeKillEvent(id), TIMERR_NOERROR);
+        timeKillEvent(id); // waits, or comes after the end
         EXPECT_TRUE(slow.ended);
         helper.join();
     }

@@ -79,10 +79,11 @@ CTLAsyncCmdQueue::~CTLAsyncCmdQueue()
 
 bool CTLAsyncCmdQueue::Create()
 {
-    if (CTLMsgWnd::Created())
-        return true;
+    HWND const before = GetWndHandle();
     if (!CTLMsgWnd::Create())
         return false;
+    if (GetWndHandle() == before)
+        return true;
     try
     {
         EndWindowWithThread(*m_state, GetWndHandle());
@@ -108,9 +109,9 @@ void CTLAsyncCmdQueue::Destroy(bool discard)
 {
     AsyncCmdQueueState & state = *m_state;
     CmdQueueStateHolder const holder(state);
-    if (!discard && CTLMsgWnd::Created())
+    if (!discard)
     {
-        WaitUntilQueueIsEmpty();
+        Drain(false);
         if (state.IsQueueGone())
             return; // one of the commands has destroyed the queue
     }
@@ -238,6 +239,12 @@ void CTLAsyncCmdQueue::EmptyQueue(unsigned long priority) { m_state->CancelLevel
 
 void CTLAsyncCmdQueue::WaitUntilQueueIsEmpty()
 {
+    // A queue that has no window may be run by hand. One that loses it meanwhile is run by nobody.
+    Drain(m_state->Window() == nullptr);
+}
+
+void CTLAsyncCmdQueue::Drain(bool evenWithoutWindow)
+{
     AsyncCmdQueueState & state = *m_state;
     if (state.Size() == 0)
         return;
@@ -250,17 +257,15 @@ void CTLAsyncCmdQueue::WaitUntilQueueIsEmpty()
     CallEvent const event;
     CTLEmptySyncAsyncCmd marker(event.Handle());
     old_auto_ptr<CTLAsyncCmd> const holder(&marker, false);
-    bool const hadWindow = state.Window() != nullptr;
     unsigned long const last = GetPriorities() - 1;
     while (state.Size() != 0 && !state.IsQueueGone())
     {
         ::ResetEvent(event.Handle());
-        bool const hasWindow = state.Push(holder, last, true) != nullptr;
-        // A queue that never had a window may be run by hand. One that has lost it is run by nobody.
-        if (hadWindow && !hasWindow && state.Withdraw(&marker))
+        HWND const window = state.Push(holder, last, true);
+        if (window == nullptr && !evenWithoutWindow && state.Withdraw(&marker))
             return;
         ::WaitForSingleObject(event.Handle(), INFINITE);
-        if (hadWindow && state.Window() == nullptr)
+        if (state.Window() == nullptr && !evenWithoutWindow)
             return;
     }
 }

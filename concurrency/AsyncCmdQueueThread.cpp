@@ -82,7 +82,7 @@ void CTLAsyncCmdQueueThread::Destroy(bool discard)
     if (m_hThread == nullptr)
         return;
     if (!discard)
-        WaitUntilQueueIsEmpty();
+        Drain(false);
     EmptyQueue();
     EndThread(!m_bAutoDelete);
 }
@@ -115,7 +115,7 @@ void CTLAsyncCmdQueueThread::DestroyThread(CTLAsyncCmdQueueThread * thread, bool
     if (thread->m_hThread != nullptr)
     {
         if (!discard)
-            thread->WaitUntilQueueIsEmpty();
+            thread->Drain(false);
         thread->EmptyQueue();
         thread->EndThread(false);
         // Only now, for the thread may end by itself at any moment. If it has, nobody else deletes the object.

@@ -15,8 +15,8 @@ wchar_t const * CTLNamedClassWnd::GetMsgWndClassName() { return FindOrRegisterWi
 
 bool CTLNamedClassWnd::Create()
 {
-    if (Created())
-        return true;
+    if (HWND const window = GetWndHandle(); window != nullptr && ::IsWindow(window))
+        return true; // else it has died with its thread, which tells nobody
     wchar_t const * const className = GetMsgWndClassName();
     if (className == nullptr)
         return false;

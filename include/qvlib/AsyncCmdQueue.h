@@ -137,6 +137,7 @@ protected:
 private:
     friend class CTLAsyncCmdQueueThread;
     QVLIB_LOCAL void EndWindow();
+    QVLIB_LOCAL void Drain(bool evenWithoutWindow);
 
     // Outlives the queue while a dispatch or a waiting post needs it.
     detail::AsyncCmdQueueState * m_state;

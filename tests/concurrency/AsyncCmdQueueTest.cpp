@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -542,6 +543,7 @@ TEST_F(CommandQueue, TheEndOfTheWindowReleasesItsWaiters)
     {
         SCOPED_TRACE(static_cast<int>(way));
         queue.emplace(2);
+        Protocol();
         CTLEvent created;
         CTLEvent goOn;
         std::thread owner(
@@ -581,11 +583,11 @@ TEST_F(CommandQueue, TheEndOfTheWindowReleasesItsWaiters)
         owner.join();
         EXPECT_EQ(Protocol(), "-own -own");
         // What comes after does not wait.
-        if (queue && way != Way::QueueObject)
+        if (queue)
+        {
             queue->SendCmd(own);
-        Protocol();
-        queue.reset();
-        Protocol();
+            EXPECT_EQ(Protocol(), "-own");
+        }
     }
 }
 
@@ -704,21 +706,54 @@ TEST_F(CommandQueue, AllocatesNothingOnceWarm)
     EXPECT_EQ(count.Value(), 0U);
 }
 
-TEST_F(CommandQueue, KeepsOrderAndCommandsWhenMemoryIsShort)
+TEST(CommandQueueMemory, LosesNoCommandWhenItIsShort)
 {
+    struct Counts
+    {
+        int made = 0;
+        int over = 0;
+        int deleted = 0;
+    } counts;
+    struct Counted : CTLAsyncCmd
+    {
+        explicit Counted(Counts & all) : counts(all) { ++counts.made; }
+        ~Counted() override { ++counts.deleted; }
+        void Execute() override { ++counts.over; }
+        void Canceled() override { ++counts.over; }
+        Counts & counts;
+    };
+    int refused = 0;
     std::size_t const hit = SweepAllocations(
         [&]
         {
-            Queue fresh;
+            CTLAsyncCmdQueue queue;
+            queue.Create(); // without a window the commands are kept all the same
             for (int i = 0; i < 40; ++i)
             {
-                Cmd * const command = New(std::to_string(i));
-                fresh.QueueCmd(command, 0);
+                old_auto_ptr<CTLAsyncCmd> holder(new Counted(counts));
+                try
+                {
+                    queue.QueueCmd(holder, 0);
+                }
+                catch (std::bad_alloc const &)
+                {
+                    EXPECT_TRUE(holder.owner());
+                    ++counts.over; // stays the caller's
+                    ++refused;
+                    throw;
+                }
             }
-            fresh.EmptyQueue();
+            Pump();
+            queue.QueueCmd(new Counted(counts), 0);
+            queue.EmptyQueue();
         },
-        [&] { Protocol(); });
-    EXPECT_GT(hit, 2U);
+        [&]
+        {
+            EXPECT_EQ(counts.made, counts.deleted);
+            EXPECT_EQ(counts.made, counts.over);
+        });
+    EXPECT_EQ(refused, 3) << "for room for 16, 32 and 64";
+    EXPECT_GT(hit, 40U);
 }
 
 TEST_F(CommandQueue, EachOfManyProducersKeepsItsOrder)

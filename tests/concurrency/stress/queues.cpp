@@ -343,8 +343,8 @@ void WindowDiesWithItsThread(Dice & dice)
                                 else
                                     queue.QueueCmd(new Command(ledger), AnyPriority(own));
                         });
-                if (dice.OneIn(2))
-                    AwaitSize(queue, 1);
+                for (unsigned n = dice.Roll(200); n != 0; --n)
+                    std::this_thread::yield();
                 if (dice.OneIn(3))
                     queue.Destroy(true); // at the same time as the thread's end
             }

@@ -71,9 +71,11 @@ CTLAsyncCmdQueue::~CTLAsyncCmdQueue()
 {
     // First of all: from here on a dispatch that runs, and a post that waits, keep off the object.
     m_state->QueueIsGone();
-    m_state->CancelAtEnd();
+    m_state->CancelEach();
     EndWindow();
-    m_state->CancelAtEnd();
+    // What Canceled has queued is cancelled, too, but not for ever.
+    m_state->CancelEach();
+    m_state->DropRest();
     m_state->ReleaseHolder();
 }
 
@@ -103,6 +105,7 @@ void CTLAsyncCmdQueue::EndWindow()
     CmdQueueStateHolder const keep(state);
     CTLMsgWnd::Destroy();
     state.WindowEnds();
+    ReleaseEndedWindows();
 }
 
 void CTLAsyncCmdQueue::Destroy(bool discard)
@@ -190,11 +193,8 @@ void CTLAsyncCmdQueue::SendCmd(CTLAsyncCmd & cmd, void * event)
 bool CTLAsyncCmdQueue::ProcessSingleQueueCmd()
 {
     AsyncCmdQueueState & state = *m_state;
-    CmdDispatch const dispatch(state);
-    bool const more = state.RunOne();
-    if (!state.IsQueueGone())
-        state.MakeUpForMissed();
-    return more;
+    CmdRunByHand const run(state);
+    return state.RunOne(false);
 }
 
 void CTLAsyncCmdQueue::ProcessQueue() { ProcessSingleQueueCmd(); }
@@ -202,12 +202,10 @@ void CTLAsyncCmdQueue::ProcessQueue() { ProcessSingleQueueCmd(); }
 void CTLAsyncCmdQueue::ProcessEntireQueue()
 {
     AsyncCmdQueueState & state = *m_state;
-    CmdDispatch const dispatch(state);
-    while (state.RunOne())
+    CmdRunByHand const run(state);
+    while (state.RunOne(false))
     {
     }
-    if (!state.IsQueueGone())
-        state.MakeUpForMissed();
 }
 
 void CTLAsyncCmdQueue::PostQueueProcessMessage() { m_state->PostProcessMessage(); }
@@ -290,16 +288,14 @@ bool CTLAsyncCmdQueue::OnWndMsg(unsigned int msg, WPARAM wParam, LPARAM lParam, 
     AsyncCmdQueueState & state = *m_state;
     if (msg == kProcessQueueMessage)
     {
-        state.ProcessMessageArrived();
-        if (state.Dispatches() != 0)
-        {
-            // A command is running further up this stack and takes messages: the next one starts after it.
-            state.MissProcessMessage();
-        }
+        if (state.IsRunning())
+            state.MissProcessMessage(); // a command further up this stack takes messages: the next starts after it
+        else if (state.Window() != GetWndHandle())
+            ProcessSingleQueueCmd(); // a window that the queue did not make: nothing but this call holds the state
         else
         {
             CmdDispatch const dispatch(state);
-            if (state.RunOne())
+            if (state.RunOne(true))
                 state.PostProcessMessage();
         }
         *result = 0;

@@ -1,6 +1,6 @@
 #include "concurrency/internal/cmd_queue_state.h"
 
-#include <memory>
+#include <new>
 
 #include "qvlib/Exceptions.h"
 
@@ -30,6 +30,7 @@ public:
     WindowsOfThread & operator=(WindowsOfThread const &) = delete;
     ~WindowsOfThread()
     {
+        s_gone = true;
         for (Entry const & entry : m_entries)
         {
             if (entry.state->Window() == entry.window)
@@ -40,19 +41,27 @@ public:
 
     void Add(AsyncCmdQueueState & state, HWND window)
     {
-        // The states of windows that have ended, on whatever thread, are let go here.
+        ReleaseEnded();
+        m_entries.push_back({&state, window});
+        state.AddHolder();
+    }
+
+    /// Windows may have ended on any thread. What a dispatch of this thread still needs is kept.
+    void ReleaseEnded() noexcept
+    {
         std::size_t kept = 0;
         for (Entry const & entry : m_entries)
         {
-            if (entry.state->Window() == entry.window)
+            if (entry.state->Window() == entry.window || entry.state->IsDispatching())
                 m_entries[kept++] = entry;
             else
                 entry.state->ReleaseHolder();
         }
         m_entries.resize(kept);
-        m_entries.push_back({&state, window});
-        state.AddHolder();
     }
+
+    /// Whether this thread's object has gone already: queues that are static objects may end after it.
+    static constinit thread_local bool s_gone;
 
 private:
     struct Entry
@@ -63,19 +72,19 @@ private:
     std::vector<Entry> m_entries;
 };
 
+constinit thread_local bool WindowsOfThread::s_gone = false;
 thread_local WindowsOfThread t_windows;
 
 } // namespace
 
 AsyncCmdQueueState::AsyncCmdQueueState(unsigned long priorities) : m_levels(LevelsFor(priorities)) {}
 
-AsyncCmdQueueState::~AsyncCmdQueueState() = default;
-
-void AsyncCmdQueueState::Release(std::uint64_t what) noexcept
+void AsyncCmdQueueState::EndRunByHand() noexcept
 {
-    // Whoever lets go last sees all that the others did.
-    if (m_holders.fetch_sub(what, std::memory_order_acq_rel) == what)
-        delete this;
+    if (m_runsByHand.fetch_sub(1, std::memory_order_relaxed) == 1 && !IsDispatching() && !IsQueueGone() &&
+        m_missed.exchange(false, std::memory_order_relaxed) && Size() != 0)
+        PostProcessMessage();
+    ReleaseHolder();
 }
 
 void AsyncCmdQueueState::WindowBegins(HWND window)
@@ -83,7 +92,7 @@ void AsyncCmdQueueState::WindowBegins(HWND window)
     CmdQueueLock const lock(m_lock);
     m_window.store(window, std::memory_order_release);
     // A message that was on its way to an earlier window never arrives.
-    m_pending.store(0, std::memory_order_seq_cst);
+    m_pending.store(0, std::memory_order_relaxed);
 }
 
 void AsyncCmdQueueState::WindowEnds() noexcept
@@ -134,11 +143,13 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
     return m_window.load(std::memory_order_relaxed);
 }
 
-bool AsyncCmdQueueState::RunOne()
+bool AsyncCmdQueueState::RunOne(bool arrived)
 {
     old_auto_ptr<CTLAsyncCmd> command;
     {
         CmdQueueLock const lock(m_lock);
+        if (arrived)
+            m_pending.store(0, std::memory_order_relaxed);
         std::uint32_t const size = m_size.load(std::memory_order_relaxed);
         if (size == 0)
             return false;
@@ -242,26 +253,32 @@ void AsyncCmdQueueState::CancelLevel(unsigned long priority)
         std::rethrow_exception(failure);
 }
 
-void AsyncCmdQueueState::CancelAtEnd() noexcept
+void AsyncCmdQueueState::CancelEach() noexcept
 {
     std::exception_ptr failure;
-    for (int round = 0; round < 2 && Size() != 0; ++round)
-        for (std::size_t level = 0;; ++level)
+    for (std::size_t level = 0;; ++level)
+    {
+        CmdRing taken;
         {
-            CmdRing taken;
-            {
-                CmdQueueLock const lock(m_lock);
-                if (level == m_levels.size())
-                    break;
-                SetSize(m_size.load(std::memory_order_relaxed) - m_levels[level].size());
-                std::swap(taken, m_levels[level]);
-            }
-            CancelCommands(std::move(taken), failure);
+            CmdQueueLock const lock(m_lock);
+            if (level >= m_levels.size())
+                return;
+            SetSize(m_size.load(std::memory_order_relaxed) - m_levels[level].size());
+            std::swap(taken, m_levels[level]);
         }
-    CmdRing left;
-    CmdQueueLock const lock(m_lock);
-    SetSize(0);
-    for (CmdRing & level : m_levels)
+        CancelCommands(std::move(taken), failure);
+    }
+}
+
+void AsyncCmdQueueState::DropRest() noexcept
+{
+    std::vector<CmdRing> left;
+    {
+        CmdQueueLock const lock(m_lock);
+        SetSize(0);
+        m_levels.swap(left);
+    }
+    for (CmdRing & level : left)
         while (!level.empty())
             if (CmdEntry const entry = level.pop_front(); entry.IsOwned())
                 delete entry.Command();
@@ -291,20 +308,20 @@ std::size_t AsyncCmdQueueState::CountAll() const
 void AsyncCmdQueueState::PostProcessMessage() noexcept
 {
     // Looking before changing: most posts find a message on its way, and leave the flag in the caches of its readers.
-    if (m_pending.load(std::memory_order_seq_cst) != 0)
-        return;
     std::uint32_t none = 0;
-    if (!m_pending.compare_exchange_strong(none, 1, std::memory_order_seq_cst))
+    if (m_pending.load(std::memory_order_relaxed) != 0 ||
+        !m_pending.compare_exchange_strong(none, 1, std::memory_order_acq_rel))
         return;
     HWND const window = m_window.load(std::memory_order_acquire);
     if (window == nullptr || !::PostMessageW(window, kProcessQueueMessage, 0, 0))
-        m_pending.store(0, std::memory_order_seq_cst);
+        m_pending.store(0, std::memory_order_release);
 }
 
-void AsyncCmdQueueState::MakeUpForMissed() noexcept
+void AsyncCmdQueueState::MissProcessMessage() noexcept
 {
-    if (Dispatches() == 1 && m_missed.exchange(false, std::memory_order_relaxed) && Size() != 0)
-        PostProcessMessage();
+    CmdQueueLock const lock(m_lock);
+    m_pending.store(0, std::memory_order_relaxed);
+    m_missed.store(true, std::memory_order_relaxed);
 }
 
 std::uint32_t AsyncCmdQueueState::ReleaseQueueLock() noexcept
@@ -314,12 +331,27 @@ std::uint32_t AsyncCmdQueueState::ReleaseQueueLock() noexcept
     {
         if (count == 0)
             return 0;
-    } while (!m_queueLocks.compare_exchange_weak(count, count - 1, std::memory_order_seq_cst));
+    } while (!m_queueLocks.compare_exchange_weak(count, count - 1, std::memory_order_relaxed));
     if (count == 1 && Size() != 0)
+    {
+        // Under the lock: a message that arrives sees the lock count that it leaves, or the flag is clear here.
+        CmdQueueLock const lock(m_lock);
         PostProcessMessage();
+    }
     return count - 1;
 }
 
-void EndWindowWithThread(AsyncCmdQueueState & state, HWND window) { t_windows.Add(state, window); }
+void EndWindowWithThread(AsyncCmdQueueState & state, HWND window)
+{
+    if (WindowsOfThread::s_gone)
+        throw std::bad_alloc(); // the thread is past its end
+    t_windows.Add(state, window);
+}
+
+void ReleaseEndedWindows() noexcept
+{
+    if (!WindowsOfThread::s_gone)
+        t_windows.ReleaseEnded();
+}
 
 } // namespace qvlib::detail

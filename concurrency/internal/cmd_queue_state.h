@@ -45,13 +45,34 @@ public:
     AsyncCmdQueueState(AsyncCmdQueueState const &) = delete;
     AsyncCmdQueueState & operator=(AsyncCmdQueueState const &) = delete;
 
-    // Who holds the state. Counted in one word: holders in the lower half, dispatches among them in the upper.
-    void AddHolder() noexcept { m_holders.fetch_add(kHolder, std::memory_order_relaxed); }
-    void ReleaseHolder() noexcept { Release(kHolder); }
-    void BeginDispatch() noexcept { m_holders.fetch_add(kDispatch + kHolder, std::memory_order_relaxed); }
-    void EndDispatch() noexcept { Release(kDispatch + kHolder); }
-    /// How many dispatches run: on the queue's thread, one for each level of nesting.
-    std::uint64_t Dispatches() const noexcept { return m_holders.load(std::memory_order_relaxed) >> kDispatchShift; }
+    // Who holds the state: the queue, the thread of its window, runs by hand, posts that wait.
+    void AddHolder() noexcept { m_holders.fetch_add(1, std::memory_order_relaxed); }
+    void ReleaseHolder() noexcept
+    {
+        // Whoever lets go last sees all that the others did.
+        if (m_holders.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            delete this;
+    }
+
+    // What runs. A dispatch of the process message is the window's thread's own affair: it changes the count alone, and
+    // holds the state for it (EndWindowWithThread), so that a command costs no atomic steps for this.
+    void BeginDispatch() noexcept
+    {
+        m_dispatches.store(m_dispatches.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
+    void EndDispatch() noexcept
+    {
+        m_dispatches.store(m_dispatches.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+    }
+    bool IsDispatching() const noexcept { return m_dispatches.load(std::memory_order_relaxed) != 0; }
+    void BeginRunByHand() noexcept
+    {
+        AddHolder();
+        m_runsByHand.fetch_add(1, std::memory_order_relaxed);
+    }
+    /// The last run posts for the process messages that came meanwhile.
+    void EndRunByHand() noexcept;
+    bool IsRunning() const noexcept { return IsDispatching() || m_runsByHand.load(std::memory_order_relaxed) != 0; }
 
     bool IsQueueGone() const noexcept { return m_queueGone.load(std::memory_order_acquire); }
     void QueueIsGone() noexcept { m_queueGone.store(true, std::memory_order_release); }
@@ -68,20 +89,22 @@ public:
     /// Queues the command behind those of its priority, takes over its ownership and posts the process message. Gives
     /// the window that will run it, null when there is none. Throws unexpected_error for a priority that is not there.
     HWND Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigned long priority, bool awaited = false);
-    /// Runs the next command that may run. The caller has begun a dispatch. True when more wait afterwards and the
-    /// queue is still there.
-    bool RunOne();
+    /// Runs the next command that may run; for a process message that has `arrived`, or by hand. The caller has begun a
+    /// dispatch or a run. True when more wait afterwards and the queue is still there.
+    bool RunOne(bool arrived);
     /// Takes a synchronous post out of the queue. False when it is not there: it was run or cancelled, or is just now.
     bool Withdraw(CTLAsyncCmd const * command) noexcept;
     /// Cancels all commands, or those of one level.
     void CancelAll();
     void CancelLevel(unsigned long priority);
     /// CancelAll for the end of the queue: takes the lists one by one, so that it needs no memory, and swallows what
-    /// Canceled throws. Commands that Canceled queues are cancelled in a second round, and merely deleted if they come
-    /// after that.
-    void CancelAtEnd() noexcept;
+    /// Canceled throws.
+    void CancelEach() noexcept;
+    /// Deletes what is left, and the lists with it: commands that others have queued when they were cancelled at the
+    /// very end.
+    void DropRest() noexcept;
 
-    std::uint32_t Size() const noexcept { return m_size.load(std::memory_order_seq_cst); }
+    std::uint32_t Size() const noexcept { return m_size.load(std::memory_order_acquire); }
     std::size_t Levels() const;
     std::size_t LevelSize(unsigned long priority) const;
     std::size_t CountAll() const;
@@ -89,29 +112,20 @@ public:
     // The process message.
     /// Posts the process message unless one is on its way. A post that fails leaves none on its way.
     void PostProcessMessage() noexcept;
-    /// The process message has arrived.
-    void ProcessMessageArrived() noexcept { m_pending.store(0, std::memory_order_seq_cst); }
-    /// A process message came while a command was running, and what waits has to be posted for anew.
-    void MissProcessMessage() noexcept { m_missed.store(true, std::memory_order_relaxed); }
-    /// At the end of a dispatch that no process message has started: posts for what was missed meanwhile.
-    void MakeUpForMissed() noexcept;
+    /// A process message has come while a command was running: what waits is posted for when that has ended.
+    void MissProcessMessage() noexcept;
 
     // The queue lock: a request to hold commands back, not a mutex.
-    std::uint32_t AddQueueLock() noexcept { return m_queueLocks.fetch_add(1, std::memory_order_seq_cst) + 1; }
+    std::uint32_t AddQueueLock() noexcept { return m_queueLocks.fetch_add(1, std::memory_order_relaxed) + 1; }
     std::uint32_t ReleaseQueueLock() noexcept;
-    bool IsQueueLocked() const noexcept { return m_queueLocks.load(std::memory_order_seq_cst) != 0; }
+    bool IsQueueLocked() const noexcept { return m_queueLocks.load(std::memory_order_relaxed) != 0; }
 
     /// Calls Canceled for each command, then deletes those that are owned. An exception does not keep the others from
     /// being cancelled; the first one is put into `failure` unless there is one already.
     static void CancelCommands(CmdRing && commands, std::exception_ptr & failure) noexcept;
 
 private:
-    static constexpr std::uint64_t kHolder = 1;
-    static constexpr int kDispatchShift = 32;
-    static constexpr std::uint64_t kDispatch = std::uint64_t{1} << kDispatchShift;
-
-    ~AsyncCmdQueueState();
-    void Release(std::uint64_t what) noexcept;
+    ~AsyncCmdQueueState() = default;
     std::size_t CheckedLevel(unsigned long priority) const QVLIB_REQUIRES(m_lock);
     bool TakeAwaited(CTLAsyncCmd *& command) noexcept;
     void SetSize(std::size_t size) noexcept QVLIB_REQUIRES(m_lock);
@@ -119,13 +133,15 @@ private:
     CTLCriticalSection m_lock;
     std::vector<CmdRing> m_levels QVLIB_GUARDED_BY(m_lock); // 0 is the urgent level, p + 1 that of priority p
     std::atomic<std::uint32_t> m_size{0};                   // changed under the lock, read without it
-    // A process message is on its way: set by who posts it, cleared when it arrives. This flag, the queue locks and the
-    // size are read and written in turns without the lock, each side writing its own and then reading the other's: they
-    // stay in one order for all threads (seq_cst), so that no command is left without a message.
+    // A process message is on its way. Cleared under the lock when it arrives and set by who posts it, so that whoever
+    // finds it set under the lock knows of a message that will find what he has queued. The dispatcher sets it without
+    // the lock, by compare and exchange.
     std::atomic<std::uint32_t> m_pending{0};
     std::atomic<std::uint32_t> m_queueLocks{0};
     std::atomic<HWND> m_window{nullptr}; // changed under the lock
-    std::atomic<std::uint64_t> m_holders{kHolder};
+    std::atomic<std::uint32_t> m_holders{1};
+    std::atomic<std::uint32_t> m_dispatches{0};
+    std::atomic<std::uint32_t> m_runsByHand{0};
     std::atomic<bool> m_queueGone{false};
     std::atomic<bool> m_missed{false};
 };
@@ -143,7 +159,7 @@ private:
     AsyncCmdQueueState & m_state;
 };
 
-/// A dispatch: holds the state, and makes process messages that arrive inside do nothing.
+/// A dispatch of the process message. Others that arrive inside do nothing.
 class CmdDispatch
 {
 public:
@@ -156,8 +172,24 @@ private:
     AsyncCmdQueueState & m_state;
 };
 
-/// Remembers that the calling thread owns the window of the queue, so that the window counts as ended when the thread
-/// ends and leaves it behind. May throw std::bad_alloc.
+/// A run by hand: the same, on any thread.
+class CmdRunByHand
+{
+public:
+    explicit CmdRunByHand(AsyncCmdQueueState & state) noexcept : m_state(state) { m_state.BeginRunByHand(); }
+    CmdRunByHand(CmdRunByHand const &) = delete;
+    CmdRunByHand & operator=(CmdRunByHand const &) = delete;
+    ~CmdRunByHand() { m_state.EndRunByHand(); }
+
+private:
+    AsyncCmdQueueState & m_state;
+};
+
+/// Remembers that the calling thread owns the window of the queue. The window counts as ended when the thread ends and
+/// leaves it behind; until the window has ended, and no dispatch runs, the thread holds the state. May throw
+/// std::bad_alloc.
 void EndWindowWithThread(AsyncCmdQueueState & state, HWND window);
+/// Lets go what the calling thread need not hold any more.
+void ReleaseEndedWindows() noexcept;
 
 } // namespace qvlib::detail

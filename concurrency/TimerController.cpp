@@ -139,9 +139,17 @@ void CTimerController::SetTimerInSeconds(ITimerEvents * target, unsigned long ev
 
 void CTimerController::SetTimer(CTimerItem & item, bool reprogram)
 {
-    // Looked for ahead of the clock: what is found comes to the cache while that is read.
-    auto const index = m_items->Find(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
+    // What memory has to give is asked for ahead of the clock, whose reading takes about as long.
+    auto const eventId = static_cast<std::uint32_t>(item.GetEventID());
+    bool const early = m_items->ShouldFindEarly();
+    auto index = internal::TimerItems::kNone;
+    if (early)
+        index = m_items->Find(item.GetTarget(), eventId);
+    else
+        m_items->Approach(item.GetTarget());
     SetFirstUpdateTime(item);
+    if (!early)
+        index = m_items->Find(item.GetTarget(), eventId);
     m_items->Put(index, item);
     if (reprogram)
         DoInternalTimerLogic(false);
@@ -191,20 +199,14 @@ void CTimerController::Rebase(std::uint32_t now)
 
 void CTimerController::KillTimer(CTimerItem const & item, bool reprogram)
 {
-    auto const index = m_items->Find(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
-    if (index == internal::TimerItems::kNone)
-        return;
-    m_items->Remove(index);
-    if (reprogram || IsEmpty())
+    if (m_items->Remove(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID())) && (reprogram || IsEmpty()))
         DoInternalTimerLogic(false);
 }
 
 void CTimerController::KillTimer(ITimerEvents * target, unsigned long eventId)
 {
-    CTimerItem item;
-    item.SetTarget(target);
-    item.SetEventID(eventId);
-    KillTimer(item, true);
+    if (m_items->Remove(target, internal::NarrowULong(eventId)))
+        DoInternalTimerLogic(false);
 }
 
 bool CTimerController::KillTimers(ITimerEvents * target)
@@ -370,7 +372,7 @@ void CTimerController::CallFirstItem()
     internal::TimerItems::Timer const timer = m_items->At(index);
     if (timer.adviseOnce)
     {
-        m_items->Remove(index);
+        m_items->Remove(timer.target, timer.eventId);
         if (IsEmpty())
             DoInternalTimerLogic(false);
     }

@@ -30,16 +30,16 @@ void TimerItems::Approach(Index index) const noexcept
 TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
     TargetEntry const * const entry = m_targets.Find(target);
+    Index index = kNone;
     if (entry == nullptr)
-        return kNone;
-    if (entry->events != nullptr)
-    {
-        Index const index = entry->events->Find(eventId);
-        if (index != kNone)
-            Approach(index);
         return index;
-    }
-    return At(entry->index).eventId == eventId ? entry->index : kNone;
+    if (entry->HasTable())
+        index = TableOf(*entry).Find(eventId);
+    else if (entry->eventId == eventId)
+        index = entry->place;
+    if (index != kNone)
+        Approach(index);
+    return index;
 }
 
 /// Makes room for one more timer in all arrays that are by index.
@@ -47,7 +47,7 @@ void TimerItems::ReserveTimer()
 {
     if (m_freeCount != 0)
         return;
-    if (m_used == kNone)
+    if (m_used == kFirstTable)
         throw std::bad_alloc();
     if (m_used == m_timers.Capacity())
         m_timers.Grow();
@@ -97,20 +97,44 @@ void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index inde
     TargetEntry & entry = m_targets.FindOrAdd(target);
     if (entry.IsEmpty())
     {
-        entry.index = index;
+        entry.eventId = eventId;
+        entry.place = index;
+        return;
     }
-    else if (entry.events != nullptr)
+    if (!entry.HasTable())
+        MakeTable(entry);
+    TableOf(entry).Add(eventId, index);
+}
+
+/// Moves the only timer of a target to a table. Throws std::bad_alloc, and nothing has changed.
+void TimerItems::MakeTable(TargetEntry & entry)
+{
+    auto table = std::make_unique<EventTable>();
+    table->Add(entry.eventId, entry.place);
+    if (m_freeTables.empty())
     {
-        entry.events->Add(eventId, index);
+        if (m_freeTables.capacity() <= m_tables.size())
+            m_freeTables.reserve(2 * m_tables.size() + 8);
+        m_tables.push_back(std::move(table));
+        entry.place = kFirstTable + static_cast<std::uint32_t>(m_tables.size() - 1);
     }
     else
     {
-        auto events = std::make_unique<EventTable>();
-        events->Add(At(entry.index).eventId, entry.index);
-        events->Add(eventId, index);
-        entry.events = std::move(events);
-        entry.index = kNone;
+        entry.place = kFirstTable + m_freeTables.back();
+        m_tables[m_freeTables.back()] = std::move(table);
+        m_freeTables.pop_back();
     }
+}
+
+/// A target that has no timers any more.
+void TimerItems::Forget(TargetEntry & entry) noexcept
+{
+    if (entry.HasTable())
+    {
+        m_tables[entry.place - kFirstTable].reset();
+        m_freeTables.push_back(entry.place - kFirstTable);
+    }
+    m_targets.Erase(entry);
 }
 
 /// There must be room for a start.
@@ -170,16 +194,29 @@ void TimerItems::DropVoidEntries() noexcept
     m_queue.Filter([this](TimerQueueEntry const & entry) { return IsValid(entry); });
 }
 
-void TimerItems::Remove(Index index) noexcept
+bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
-    Timer const & timer = At(index);
-    TargetEntry & entry = *m_targets.Find(timer.target);
-    if (entry.events != nullptr)
-        entry.events->Erase(timer.eventId);
-    if (entry.events == nullptr || entry.events->IsEmpty())
-        m_targets.Erase(entry);
+    TargetEntry * const entry = m_targets.Find(target);
+    if (entry == nullptr)
+        return false;
+    Index index = kNone;
+    bool last = true;
+    if (entry->HasTable())
+    {
+        index = TableOf(*entry).Erase(eventId);
+        last = TableOf(*entry).IsEmpty();
+    }
+    else if (entry->eventId == eventId)
+    {
+        index = entry->place;
+    }
+    if (index == kNone)
+        return false;
+    if (last)
+        Forget(*entry);
     Free(index);
     ReduceSize(1);
+    return true;
 }
 
 bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
@@ -193,11 +230,11 @@ bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
         Free(index);
         ++count;
     };
-    if (entry->events != nullptr)
-        entry->events->ForEach(free);
+    if (entry->HasTable())
+        TableOf(*entry).ForEach(free);
     else
-        free(entry->index);
-    m_targets.Erase(*entry);
+        free(entry->place);
+    Forget(*entry);
     ReduceSize(count);
     return true;
 }
@@ -205,8 +242,8 @@ bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
 /// The timer's entry in the queue becomes void.
 void TimerItems::Free(Index index) noexcept
 {
-    if (At(index).hasStart)
-        SetStart(index, CDateTime());
+    if (StartEntry * const entry = m_starts.Find(index))
+        m_starts.Erase(*entry);
     ++m_stamps[index];
     m_free[m_freeCount++] = index;
 }
@@ -230,6 +267,8 @@ void TimerItems::ReduceSize(std::size_t count) noexcept
 void TimerItems::Clear() noexcept
 {
     m_targets.Clear();
+    m_tables.clear();
+    m_freeTables.clear();
     m_starts.Clear();
     m_queue.Clear();
     m_timers.Free();

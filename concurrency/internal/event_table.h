@@ -31,13 +31,18 @@ public:
         page.indexes[eventId % kPage] = index;
         ++page.count;
     }
-    /// For an id that is there.
-    void Erase(std::uint32_t eventId) noexcept
+    /// The index that the id had.
+    Index Erase(std::uint32_t eventId) noexcept
     {
-        Page & page = *m_pages.Find(eventId / kPage);
-        page.indexes[eventId % kPage] = kNone;
-        if (--page.count == 0)
-            m_pages.Erase(page);
+        Page * const page = m_pages.Find(eventId / kPage);
+        if (page == nullptr)
+            return kNone;
+        Index & place = page->indexes[eventId % kPage];
+        Index const index = place;
+        place = kNone;
+        if (index != kNone && --page->count == 0)
+            m_pages.Erase(*page);
+        return index;
     }
     template <class Visitor>
     void ForEach(Visitor const & visit) const

@@ -27,6 +27,16 @@ public:
         return entry.IsEmpty() ? nullptr : &entry;
     }
 
+    /// Has the cache fetch the place of a key.
+    void Prefetch(Key key) const noexcept
+    {
+#if defined(__GNUC__)
+        __builtin_prefetch(m_entries.get() + Home(key), 1);
+#else
+        static_cast<void>(key);
+#endif
+    }
+
     /// The entry of the key; an empty one, with the key, where there was none. Throws std::bad_alloc, and nothing has
     /// changed; never when there is room.
     Entry & FindOrAdd(Key key)

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace qvlib::internal
 {
@@ -38,12 +39,17 @@ public:
     std::size_t Size() const noexcept { return m_size; }
     /// kNone when there is none.
     Index Find(ITimerEvents * target, std::uint32_t eventId) noexcept;
+    /// Whether to call Find well ahead of Put, so that what it finds comes to the cache meanwhile; otherwise Approach
+    /// should be, and Find just before Put.
+    bool ShouldFindEarly() const noexcept { return m_targets.Size() <= kFewTargets; }
+    void Approach(ITimerEvents * target) const noexcept { m_targets.Prefetch(target); }
     /// Stores a timer at its next update: over the one at `index`, which Find gave for its key, or as a new one if that
     /// is kNone. Throws std::bad_alloc, and nothing has changed.
     void Put(Index index, CTimerItem const & item);
     /// Gives a timer another next update. Throws std::bad_alloc, and nothing has changed; never for the first.
     void Move(Index index, std::int64_t nextUpdate);
-    void Remove(Index index) noexcept;
+    /// Whether there was such a timer.
+    bool Remove(ITimerEvents * target, std::uint32_t eventId) noexcept;
     /// Whether the target had any.
     bool RemoveTarget(ITimerEvents * target) noexcept;
     void Clear() noexcept;
@@ -71,10 +77,15 @@ private:
     {
         using Key = ITimerEvents *;
         Key key = nullptr;
-        std::unique_ptr<EventTable> events;
-        Index index = kNone;
-        bool IsEmpty() const noexcept { return index == kNone && events == nullptr; }
+        std::uint32_t eventId = 0; ///< of the only timer
+        std::uint32_t place = kNone;
+        bool IsEmpty() const noexcept { return place == kNone; }
+        bool HasTable() const noexcept { return place >= kFirstTable; }
     };
+    /// Places from here on are those of tables.
+    static constexpr std::uint32_t kFirstTable = 0x80000000;
+    /// So many targets stay in the cache.
+    static constexpr std::size_t kFewTargets = 1024;
     struct StartEntry
     {
         using Key = Index;
@@ -94,6 +105,9 @@ private:
     {
         return m_queue.Size() != 0 && m_queue.First().index == index && IsValid(m_queue.First());
     }
+    EventTable & TableOf(TargetEntry const & entry) const noexcept { return *m_tables[entry.place - kFirstTable]; }
+    void MakeTable(TargetEntry & entry);
+    void Forget(TargetEntry & entry) noexcept;
     void Approach(Index index) const noexcept;
     Index Add(ITimerEvents * target, std::uint32_t eventId);
     void AddKey(ITimerEvents * target, std::uint32_t eventId, Index index);
@@ -105,6 +119,8 @@ private:
     void ReduceSize(std::size_t count) noexcept;
 
     FlatTable<TargetEntry> m_targets;
+    std::vector<std::unique_ptr<EventTable>> m_tables; ///< with gaps
+    std::vector<std::uint32_t> m_freeTables;           ///< the gaps; has room for as many as there are tables
     FlatTable<StartEntry> m_starts;
     TimerQueue m_queue;
     LineArray<Timer, 0> m_timers;

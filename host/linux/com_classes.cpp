@@ -1,12 +1,12 @@
 // The class objects of this process.
 
 #include "host/linux/internal/catalog.h"
+#include "host/linux/internal/mutex.h"
 #include "host/linux/internal/properties_list.h"
 #include "qvlib/host/com.h"
 #include "qvlib/host/comadmin.h"
 
 #include <algorithm>
-#include <mutex>
 #include <vector>
 
 namespace
@@ -32,9 +32,9 @@ struct Registration
 
 struct ClassTable
 {
-    std::mutex lock;
-    std::vector<Registration> classes;
-    DWORD lastCookie = 0;
+    qvlib::host::Mutex lock;
+    std::vector<Registration> classes QVLIB_GUARDED_BY(lock);
+    DWORD lastCookie QVLIB_GUARDED_BY(lock) = 0;
 };
 
 /// Never destroyed, so that objects may still be made while the program ends.
@@ -48,7 +48,7 @@ ClassTable & Table()
 IClassFactory * FindFactory(REFCLSID clsid)
 {
     ClassTable & table = Table();
-    std::scoped_lock const guard(table.lock);
+    qvlib::host::MutexLock const guard(table.lock);
     auto const found = std::find_if(table.classes.rbegin(), table.classes.rend(),
                                     [&](Registration const & entry) { return entry.clsid == clsid; });
     if (found == table.classes.rend())
@@ -71,7 +71,7 @@ HRESULT CoRegisterClassObject(REFCLSID clsid, IUnknown * factory, DWORD, DWORD, 
     try
     {
         ClassTable & table = Table();
-        std::scoped_lock const guard(table.lock);
+        qvlib::host::MutexLock const guard(table.lock);
         table.classes.push_back({clsid, classFactory, table.lastCookie + 1});
         *cookie = ++table.lastCookie;
         return S_OK;
@@ -88,7 +88,7 @@ HRESULT CoRevokeClassObject(DWORD cookie)
     IClassFactory * factory = nullptr;
     {
         ClassTable & table = Table();
-        std::scoped_lock const guard(table.lock);
+        qvlib::host::MutexLock const guard(table.lock);
         auto const found = std::find_if(table.classes.begin(), table.classes.end(),
                                         [&](Registration const & entry) { return entry.cookie == cookie; });
         if (found == table.classes.end())

@@ -1,11 +1,11 @@
 // The stream over memory.
 
+#include "host/linux/internal/mutex.h"
 #include "qvlib/host/com.h"
 
 #include <algorithm>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <vector>
 
@@ -17,8 +17,8 @@ constexpr ULONGLONG kMaxSize = 0x7FFFFFFF;
 /// The bytes that a stream and its clones share.
 struct SharedBytes
 {
-    std::mutex lock;
-    std::vector<BYTE> bytes;
+    qvlib::host::Mutex lock;
+    std::vector<BYTE> bytes QVLIB_GUARDED_BY(lock);
 };
 
 /// Grows geometrically, as streams are written in small pieces.
@@ -79,7 +79,7 @@ public:
         Tell(read, 0);
         if (buffer == nullptr && count != 0)
             return STG_E_INVALIDPOINTER;
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         std::size_t const came = Available(count);
         if (came != 0)
             std::memcpy(buffer, m_data->bytes.data() + m_position, came);
@@ -94,7 +94,7 @@ public:
             return STG_E_INVALIDPOINTER;
         if (count == 0)
             return S_OK;
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         ULONGLONG const end = m_position + count; // the position is at most 2^63 - 1
         if (end > m_data->bytes.size())
         {
@@ -108,7 +108,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER * position) override
     {
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         ULONGLONG base = 0;
         switch (origin)
         {
@@ -133,7 +133,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) override
     {
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         return SetBytes(size.QuadPart);
     }
     HRESULT STDMETHODCALLTYPE CopyTo(IStream * target, ULARGE_INTEGER count, ULARGE_INTEGER * read,
@@ -178,7 +178,7 @@ public:
         *status = STATSTG{}; // it has no name, whether one is asked for or not
         status->type = STGTY_STREAM;
         status->grfMode = STGM_READWRITE;
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         status->cbSize.QuadPart = m_data->bytes.size();
         return S_OK;
     }
@@ -186,7 +186,7 @@ public:
     {
         if (stream == nullptr)
             return STG_E_INVALIDPOINTER;
-        std::scoped_lock const guard(m_data->lock);
+        qvlib::host::MutexLock const guard(m_data->lock);
         *stream = new (std::nothrow) MemoryStream(m_data, m_position);
         return *stream != nullptr ? S_OK : E_OUTOFMEMORY;
     }
@@ -194,12 +194,12 @@ public:
 private:
     ~MemoryStream() = default;
 
-    std::size_t Available(ULONG count) const noexcept
+    std::size_t Available(ULONG count) const noexcept QVLIB_REQUIRES(m_data->lock)
     {
         std::size_t const size = m_data->bytes.size();
         return m_position >= size ? 0 : std::min<std::size_t>(count, size - m_position);
     }
-    HRESULT SetBytes(ULONGLONG size) noexcept
+    HRESULT SetBytes(ULONGLONG size) noexcept QVLIB_REQUIRES(m_data->lock)
     {
         if (size > kMaxSize)
             return STG_E_MEDIUMFULL;
@@ -216,7 +216,7 @@ private:
 
     std::atomic<ULONG> m_references{1};
     std::shared_ptr<SharedBytes> const m_data;
-    ULONGLONG m_position; // guarded by the bytes' lock
+    ULONGLONG m_position QVLIB_GUARDED_BY(m_data->lock);
 };
 
 } // namespace
@@ -227,7 +227,10 @@ IStream * SHCreateMemStream(BYTE const * data, UINT size)
     {
         auto shared = std::make_shared<SharedBytes>();
         if (data != nullptr)
+        {
+            qvlib::host::MutexLock const guard(shared->lock);
             shared->bytes.assign(data, data + size);
+        }
         return new MemoryStream(std::move(shared), 0);
     }
     catch (std::bad_alloc const &)

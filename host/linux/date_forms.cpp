@@ -1,6 +1,7 @@
 #include "host/linux/internal/date_forms.h"
 
 #include "host/linux/internal/locale_patterns.h"
+#include "host/linux/internal/mutex.h"
 #include "qvlib/host/crt.h"
 #include "qvlib/host/locale.h"
 
@@ -8,8 +9,6 @@
 #include <atomic>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <shared_mutex>
 #include <unicode/dtfmtsym.h>
 #include <unicode/uchar.h>
 
@@ -194,8 +193,12 @@ DateForms const * DateFormsOf(LCID locale)
 {
     // There are no more entries than locales that ICU knows: the sort order is no part of the key. They are never
     // freed, so that dates can be written while the process ends.
-    static std::shared_mutex s_lock;
-    static auto & s_forms = *new std::map<LCID, std::unique_ptr<DateForms const>>;
+    struct Known
+    {
+        SharedMutex lock;
+        std::map<LCID, std::unique_ptr<DateForms const>> forms QVLIB_GUARDED_BY(lock);
+    };
+    static Known & s_known = *new Known;
     static std::atomic<DateForms const *> s_last{nullptr}; // most programs ask for one locale again and again
     LCID const key = locale & 0xFFFF;
     if (DateForms const * const last = s_last.load(std::memory_order_acquire); last != nullptr && last->locale == key)
@@ -203,9 +206,9 @@ DateForms const * DateFormsOf(LCID locale)
         return last;
     }
     {
-        std::shared_lock const lock(s_lock);
-        auto const found = s_forms.find(key);
-        if (found != s_forms.end())
+        ReaderLock const lock(s_known.lock);
+        auto const found = s_known.forms.find(key);
+        if (found != s_known.forms.end())
         {
             s_last.store(found->second.get(), std::memory_order_release);
             return found->second.get();
@@ -218,8 +221,8 @@ DateForms const * DateFormsOf(LCID locale)
     }
     std::unique_ptr<DateForms> forms = MakeForms(name);
     forms->locale = key;
-    std::unique_lock const lock(s_lock);
-    return s_forms.emplace(key, std::move(forms)).first->second.get();
+    WriterLock const lock(s_known.lock);
+    return s_known.forms.emplace(key, std::move(forms)).first->second.get();
 }
 
 } // namespace qvlib::host::internal

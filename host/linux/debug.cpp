@@ -1,5 +1,6 @@
 #include "qvlib/host/debug.h"
 
+#include "host/linux/internal/mutex.h"
 #include "host/linux/internal/system_messages.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/utf8.h"
@@ -10,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
@@ -29,20 +29,20 @@ class Replaceable
 public:
     std::shared_ptr<Function> Get()
     {
-        std::lock_guard const lock(m_mutex);
+        qvlib::host::MutexLock const lock(m_mutex);
         return m_function;
     }
     Function Set(Function function)
     {
         auto made = function ? std::make_shared<Function>(std::move(function)) : nullptr;
-        std::lock_guard const lock(m_mutex);
+        qvlib::host::MutexLock const lock(m_mutex);
         m_function.swap(made);
         return made ? *made : Function();
     }
 
 private:
-    std::mutex m_mutex;
-    std::shared_ptr<Function> m_function;
+    qvlib::host::Mutex m_mutex;
+    std::shared_ptr<Function> m_function QVLIB_GUARDED_BY(m_mutex);
 };
 
 // Never destroyed: static objects of the program may still speak in their destructors.
@@ -181,7 +181,8 @@ DebugSink SetDebugSink(DebugSink sink) { return Sink().Set(std::move(sink)); }
 
 MessageBoxHandler SetMessageBoxHandler(MessageBoxHandler handler) { return Handler().Set(std::move(handler)); }
 
-// The one place that writes there on purpose: the compiler may not know the address, the sanitizers need not tell of it.
+// The one place that writes there on purpose: the compiler may not know the address, the sanitizers need not tell of
+// it.
 __attribute__((no_sanitize("undefined"))) void WriteToAddressZero() noexcept
 {
     int volatile * target = nullptr;

@@ -52,8 +52,8 @@ public:
                        : sqlite3_bind_blob64(m_statement, place, data, size, SQLITE_STATIC));
         return *this;
     }
-    /// ERROR_SUCCESS with `row` told, or the failure.
-    LSTATUS Step(bool & row)
+    /// ERROR_SUCCESS with `row` told, or the failure. Who has a statement holds its hive's lock.
+    LSTATUS Step(bool & row) QVLIB_NO_THREAD_SAFETY_ANALYSIS
     {
         row = false;
         if (m_code == SQLITE_OK)
@@ -144,7 +144,7 @@ char const * Hive::Sql(Query query)
 template <class Work>
 LSTATUS Hive::Read(Work const & work)
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     for (;;)
     {
         if (LSTATUS const status = Connect(false))
@@ -163,7 +163,7 @@ LSTATUS Hive::Read(Work const & work)
 template <class Work>
 LSTATUS Hive::Write(Work const & work)
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     if (LSTATUS const status = Connect(true))
         return status;
     ForgetPosition();
@@ -238,7 +238,7 @@ LSTATUS Hive::FindLocked(KeyId base, std::string const & folded, KeyId & id)
 
 LSTATUS Hive::Find(KeyId base, std::string const & folded, KeyId & id)
 {
-    LSTATUS const status = Read([&] { return FindLocked(base, folded, id); });
+    LSTATUS const status = Read([&]() QVLIB_REQUIRES(m_lock) { return FindLocked(base, folded, id); });
     if (status == ERROR_FILE_NOT_FOUND && base != kRoot && folded.empty())
         return ERROR_KEY_DELETED;
     return status;
@@ -247,7 +247,7 @@ LSTATUS Hive::Find(KeyId base, std::string const & folded, KeyId & id)
 LSTATUS Hive::Create(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew)
 {
     return Write(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             isNew = false;
             id = base;
@@ -291,7 +291,7 @@ LSTATUS Hive::DeleteKey(KeyId base, std::string const & folded)
     if (LSTATUS const status = Find(base, folded, id))
         return status;
     return Write(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             if (LSTATUS const status = FindLocked(base, folded, id))
                 return status;
@@ -313,7 +313,7 @@ LSTATUS Hive::GetValue(KeyId id, std::string const & folded, DWORD * type, BYTE 
 {
     DWORD const room = size != nullptr ? *size : 0;
     return Read(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             if (size != nullptr)
                 *size = room; // this may be a second attempt
@@ -338,7 +338,7 @@ LSTATUS Hive::SetValue(KeyId id, std::string const & folded, std::string const &
 {
     // A single statement is a transaction by itself. Between the two another process may write the value first: the
     // second then changes it.
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     if (LSTATUS const status = Connect(true))
         return status;
     ForgetPosition();
@@ -366,7 +366,7 @@ LSTATUS Hive::DeleteValue(KeyId id, std::string const & folded)
 {
     if (LSTATUS const status = GetValue(id, folded, nullptr, nullptr, nullptr))
         return status;
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     if (LSTATUS const status = Connect(true))
         return status;
     ForgetPosition();
@@ -380,7 +380,7 @@ LSTATUS Hive::Enumerate(KeyId id, Kind kind, DWORD index, Output const & output)
     DWORD const nameRoom = *output.nameLength;
     DWORD const room = output.size != nullptr ? *output.size : 0;
     LSTATUS const status = Read(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             *output.nameLength = nameRoom;
             if (output.size != nullptr)
@@ -442,7 +442,7 @@ LSTATUS Hive::Enumerate(KeyId id, Kind kind, DWORD index, Output const & output)
 LSTATUS Hive::List(KeyId id, Kind kind, std::vector<Entry> & entries)
 {
     LSTATUS const status = Read(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             entries.clear();
             if (LSTATUS const key = ExistsLocked(id))
@@ -468,7 +468,7 @@ LSTATUS Hive::List(KeyId id, Kind kind, std::vector<Entry> & entries)
 LSTATUS Hive::GetInfo(KeyId id, Info & info)
 {
     LSTATUS const status = Read(
-        [&]
+        [&]() QVLIB_REQUIRES(m_lock)
         {
             info = {};
             if (LSTATUS const key = ExistsLocked(id))

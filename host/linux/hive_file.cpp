@@ -123,7 +123,7 @@ bool Hive::IsReadOnlyFile() const
 
 bool Hive::IsCurrent()
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     if (m_pin >= 0 && !IsSameFile())
         Retire();
     return !IsRetired();
@@ -162,7 +162,7 @@ bool Hive::IsSameFile() const
 
 LSTATUS Hive::CheckWritable()
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     bool const readOnly = m_db != nullptr ? m_readOnly : IsReadOnlyFile();
     return readOnly ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
@@ -257,7 +257,8 @@ LSTATUS Hive::MakeFile() const
     if (code == SQLITE_OK)
     {
         std::string const sql = "PRAGMA journal_mode=MEMORY;PRAGMA synchronous=OFF;BEGIN;" + std::string(kKeysSql) +
-                                ";" + kValuesSql + ";" + kPlacesSql + ";PRAGMA application_id=" + std::to_string(kApplicationId) +
+                                ";" + kValuesSql + ";" + kPlacesSql +
+                                ";PRAGMA application_id=" + std::to_string(kApplicationId) +
                                 ";PRAGMA user_version=" + std::to_string(kVersion) + ";COMMIT";
         code = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
     }
@@ -366,13 +367,13 @@ void Hive::Close(bool keepLog) noexcept
 
 void Hive::Disconnect()
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     Close(false);
 }
 
 void Hive::LockForFork()
 {
-    m_lock.lock();
+    m_lock.Lock();
     Close(true);
 }
 

@@ -90,7 +90,7 @@ std::shared_ptr<Key> RegistryTable::Get(HKEY handle)
 {
     if (IsPredefinedKey(handle))
         return Predefined(handle);
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     std::size_t index;
     Slot const * const slot = Find(handle, index);
     return slot != nullptr ? slot->key : nullptr;
@@ -98,7 +98,7 @@ std::shared_ptr<Key> RegistryTable::Get(HKEY handle)
 
 HKEY RegistryTable::Add(std::shared_ptr<Key> key)
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     std::size_t index = m_slots.size();
     if (!m_free.empty())
     {
@@ -118,7 +118,7 @@ HKEY RegistryTable::Add(std::shared_ptr<Key> key)
 
 bool RegistryTable::Remove(HKEY handle)
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     std::size_t index;
     Slot * const slot = Find(handle, index);
     if (slot == nullptr)
@@ -129,12 +129,12 @@ bool RegistryTable::Remove(HKEY handle)
     return true;
 }
 
-Hive * RegistryTable::CurrentHive(Hive *& current, std::string const & path, bool shared)
+Hive * RegistryTable::CurrentHive(Hive * RegistryTable::*current, std::string const & path, bool shared)
 {
     Hive * hive;
     {
-        std::lock_guard const guard(m_lock);
-        hive = current;
+        MutexLock const guard(m_lock);
+        hive = this->*current;
     }
     // Asked outside the lock, since the hive may be busy waiting for another process.
     if (hive != nullptr && hive->Path() == path && hive->IsCurrent())
@@ -142,7 +142,7 @@ Hive * RegistryTable::CurrentHive(Hive *& current, std::string const & path, boo
 
     Hive * retired = nullptr;
     {
-        std::lock_guard const guard(m_lock);
+        MutexLock const guard(m_lock);
         auto const usable = [&](std::unique_ptr<Hive> const & known)
         { return known.get() != hive && known->Path() == path && !known->IsRetired(); };
         auto const found = std::find_if(m_hives.begin(), m_hives.end(), usable);
@@ -150,8 +150,8 @@ Hive * RegistryTable::CurrentHive(Hive *& current, std::string const & path, boo
             hive = found->get();
         else
             hive = m_hives.emplace_back(std::make_unique<Hive>(path, shared)).get();
-        if (current != hive)
-            retired = std::exchange(current, hive);
+        if (this->*current != hive)
+            retired = std::exchange(this->*current, hive);
     }
     if (retired != nullptr)
         retired->Disconnect(); // handles that still lead there make it connect again
@@ -164,15 +164,15 @@ std::shared_ptr<Key> RegistryTable::Predefined(HKEY handle)
     key->access = KEY_ALL_ACCESS;
     key->isPredefined = true;
     if (handle == HKEY_LOCAL_MACHINE)
-        key->upper.hive = CurrentHive(m_machine, MachineHivePath(), true);
+        key->upper.hive = CurrentHive(&RegistryTable::m_machine, MachineHivePath(), true);
     else
-        key->upper.hive = CurrentHive(m_user, UserHivePath(), false);
+        key->upper.hive = CurrentHive(&RegistryTable::m_user, UserHivePath(), false);
     if (handle != HKEY_CLASSES_ROOT)
     {
         key->upper.id = Hive::kRoot;
         return key;
     }
-    key->lower.hive = CurrentHive(m_machine, MachineHivePath(), true);
+    key->lower.hive = CurrentHive(&RegistryTable::m_machine, MachineHivePath(), true);
     key->classesPath = L"Software\\Classes";
     key->depth = 2;
     // A hive that cannot be read has no classes; whoever writes to it will be told why.
@@ -187,7 +187,7 @@ std::shared_ptr<Key> RegistryTable::Predefined(HKEY handle)
 
 void RegistryTable::BeforeFork()
 {
-    m_lock.lock();
+    m_lock.Lock();
     for (std::unique_ptr<Hive> const & hive : m_hives)
         hive->LockForFork();
 }
@@ -196,12 +196,12 @@ void RegistryTable::AfterFork()
 {
     for (std::unique_ptr<Hive> const & hive : m_hives)
         hive->UnlockAfterFork();
-    m_lock.unlock();
+    m_lock.Unlock();
 }
 
 void RegistryTable::DisconnectAll()
 {
-    std::lock_guard const guard(m_lock);
+    MutexLock const guard(m_lock);
     for (std::unique_ptr<Hive> const & hive : m_hives)
         hive->Disconnect();
 }

@@ -1,8 +1,8 @@
 #include "qvlib/host/resources.h"
 
+#include "host/linux/internal/mutex.h"
+
 #include <map>
-#include <mutex>
-#include <shared_mutex>
 
 namespace qvlib::host
 {
@@ -12,8 +12,8 @@ namespace
 
 struct Registry
 {
-    std::shared_mutex lock;
-    std::map<unsigned int, std::wstring> texts;
+    SharedMutex lock;
+    std::map<unsigned int, std::wstring> texts QVLIB_GUARDED_BY(lock);
 };
 
 /// Lives as long as the process: modules may register and read while others are torn down.
@@ -29,21 +29,21 @@ void SetTextResource(unsigned int id, std::wstring_view text)
 {
     std::wstring copy(text);
     Registry & registry = TheRegistry();
-    std::unique_lock const guard(registry.lock);
+    WriterLock const guard(registry.lock);
     registry.texts.insert_or_assign(id, std::move(copy));
 }
 
 bool RemoveTextResource(unsigned int id)
 {
     Registry & registry = TheRegistry();
-    std::unique_lock const guard(registry.lock);
+    WriterLock const guard(registry.lock);
     return registry.texts.erase(id) != 0;
 }
 
 bool GetTextResource(unsigned int id, std::wstring & text)
 {
     Registry & registry = TheRegistry();
-    std::shared_lock const guard(registry.lock);
+    ReaderLock const guard(registry.lock);
     auto const found = registry.texts.find(id);
     if (found == registry.texts.end())
         return false;

@@ -1,10 +1,10 @@
 // One hive of the registry: an SQLite database in WAL mode.
 //
 // Tables: `keys` holds one row a key, named within its parent; the hive's root is key 0 and has no row. `vals` holds
-// one row a value. Both keep the name as created and folded. Keys are ordered by the folded name; values by the place at
-// which they were first written, so that what was stored in an order comes back in it. Ids of keys are never
-// used twice (AUTOINCREMENT) and a key never moves, so an id either names the key that it always named or none: a
-// handle can keep an id, and a path once resolved needs no more proof than that its id still exists.
+// one row a value. Both keep the name as created and folded. Keys are ordered by the folded name; values by the place
+// at which they were first written, so that what was stored in an order comes back in it. Ids of keys are never used
+// twice (AUTOINCREMENT) and a key never moves, so an id either names the key that it always named or none: a handle can
+// keep an id, and a path once resolved needs no more proof than that its id still exists.
 //
 // The file carries an application id and a version in its header, both checked before SQLite sees the file: what is not
 // ours is not touched. A hive is made complete beside its place and then linked to it, so that nobody ever sees half of
@@ -20,6 +20,7 @@
 // Thread-safe: one connection, guarded by one lock. Status codes as results; only std::bad_alloc is thrown.
 #pragma once
 
+#include "host/linux/internal/mutex.h"
 #include "qvlib/host/types.h"
 
 #include <sqlite3.h>
@@ -30,7 +31,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -115,8 +115,8 @@ public:
     static LSTATUS CopyName(std::string_view from, wchar_t * name, DWORD * length);
 
     // Around fork(): no SQLite connection may be carried over, so they are closed before and opened again when needed.
-    void LockForFork();
-    void UnlockAfterFork() { m_lock.unlock(); }
+    void LockForFork() QVLIB_ACQUIRE(m_lock);
+    void UnlockAfterFork() QVLIB_RELEASE(m_lock) { m_lock.Unlock(); }
     /// Closes the connection, folding the log into the file if this was the last one.
     void Disconnect();
 
@@ -168,44 +168,45 @@ private:
     template <class Work>
     LSTATUS Write(Work const & work);
 
-    LSTATUS Connect(bool forWriting);
-    LSTATUS OpenDatabase(bool readOnly, bool unchanging);
+    LSTATUS Connect(bool forWriting) QVLIB_REQUIRES(m_lock);
+    LSTATUS OpenDatabase(bool readOnly, bool unchanging) QVLIB_REQUIRES(m_lock);
     LSTATUS CheckFile() const;
-    LSTATUS CheckSchema();
-    LSTATUS MakeFile() const;
-    void Close(bool keepLog) noexcept;
-    bool TakeStamp(Stamp & stamp) const;
+    LSTATUS CheckSchema() QVLIB_REQUIRES(m_lock);
+    LSTATUS MakeFile() const QVLIB_REQUIRES(m_lock);
+    void Close(bool keepLog) noexcept QVLIB_REQUIRES(m_lock);
+    bool TakeStamp(Stamp & stamp) const QVLIB_REQUIRES(m_lock);
     bool IsReadOnlyFile() const;
-    bool IsSameFile() const;
-    bool Pin();
-    void Retire();
-    LSTATUS Run(Query query);
-    LSTATUS Status(int code) const;
-    LSTATUS FindLocked(KeyId base, std::string const & folded, KeyId & id);
-    LSTATUS ExistsLocked(KeyId id);
-    void ForgetPosition() { m_position.id = kAbsent; }
-    std::chrono::steady_clock::duration TimeLeft();
-    static int OnBusy(void * hive, int attempt);
+    bool IsSameFile() const QVLIB_REQUIRES(m_lock);
+    bool Pin() QVLIB_REQUIRES(m_lock);
+    void Retire() QVLIB_REQUIRES(m_lock);
+    LSTATUS Run(Query query) QVLIB_REQUIRES(m_lock);
+    LSTATUS Status(int code) const QVLIB_REQUIRES(m_lock);
+    LSTATUS FindLocked(KeyId base, std::string const & folded, KeyId & id) QVLIB_REQUIRES(m_lock);
+    LSTATUS ExistsLocked(KeyId id) QVLIB_REQUIRES(m_lock);
+    void ForgetPosition() QVLIB_REQUIRES(m_lock) { m_position.id = kAbsent; }
+    std::chrono::steady_clock::duration TimeLeft() QVLIB_REQUIRES(m_lock);
+    /// Called by SQLite from within a call that is made under the lock.
+    static int OnBusy(void * hive, int attempt) QVLIB_NO_THREAD_SAFETY_ANALYSIS;
     static char const * Sql(Query query);
 
     std::string const m_path;
     bool const m_shared;
 
-    std::mutex m_lock;
+    Mutex m_lock;
     std::atomic<bool> m_retired{false};
-    sqlite3 * m_db = nullptr;
-    std::array<sqlite3_stmt *, queryCount> m_statements{};
-    bool m_readOnly = false;
-    bool m_unchanging = false;
+    sqlite3 * m_db QVLIB_GUARDED_BY(m_lock) = nullptr;
+    std::array<sqlite3_stmt *, queryCount> m_statements QVLIB_GUARDED_BY(m_lock){};
+    bool m_readOnly QVLIB_GUARDED_BY(m_lock) = false;
+    bool m_unchanging QVLIB_GUARDED_BY(m_lock) = false;
     /// Once a file has been opened: a descriptor that keeps its inode from being used again, so that m_stamp tells it
     /// from every other file for good.
-    int m_pin = -1;
-    Stamp m_stamp;
+    int m_pin QVLIB_GUARDED_BY(m_lock) = -1;
+    Stamp m_stamp QVLIB_GUARDED_BY(m_lock);
     // The operation's patience counts from its first wait.
-    bool m_isWaiting = false;
-    std::chrono::steady_clock::time_point m_deadline;
-    std::unordered_map<std::string, KeyId> m_paths;
-    std::string m_scratch;
+    bool m_isWaiting QVLIB_GUARDED_BY(m_lock) = false;
+    std::chrono::steady_clock::time_point m_deadline QVLIB_GUARDED_BY(m_lock);
+    std::unordered_map<std::string, KeyId> m_paths QVLIB_GUARDED_BY(m_lock);
+    std::string m_scratch QVLIB_GUARDED_BY(m_lock);
 
     /// The last row that was enumerated: walking on from it needs no counting from the start.
     struct
@@ -215,7 +216,7 @@ private:
         DWORD index = 0;
         std::string folded;     // of a key
         std::int64_t place = 0; // of a value
-    } m_position;
+    } m_position QVLIB_GUARDED_BY(m_lock);
 };
 
 } // namespace qvlib::host

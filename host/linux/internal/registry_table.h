@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/linux/internal/hive.h"
+#include "host/linux/internal/mutex.h"
 
 #include <atomic>
 #include <memory>
@@ -58,18 +59,19 @@ private:
     RegistryTable();
     ~RegistryTable() = default;
     std::shared_ptr<Key> Predefined(HKEY handle);
-    Hive * CurrentHive(Hive *& current, std::string const & path, bool shared);
-    Slot * Find(HKEY handle, std::size_t & index);
-    void BeforeFork();
-    void AfterFork();
+    Hive * CurrentHive(Hive * RegistryTable::*current, std::string const & path, bool shared);
+    Slot * Find(HKEY handle, std::size_t & index) QVLIB_REQUIRES(m_lock);
+    // The locks are held from the one to the other, beyond what clang's analysis can follow.
+    void BeforeFork() QVLIB_NO_THREAD_SAFETY_ANALYSIS;
+    void AfterFork() QVLIB_NO_THREAD_SAFETY_ANALYSIS;
     void DisconnectAll();
 
-    std::mutex m_lock;
-    std::vector<Slot> m_slots;
-    std::vector<std::size_t> m_free;
-    std::vector<std::unique_ptr<Hive>> m_hives;
-    Hive * m_user = nullptr;    ///< what the predefined keys led to last
-    Hive * m_machine = nullptr; ///< likewise
+    Mutex m_lock;
+    std::vector<Slot> m_slots QVLIB_GUARDED_BY(m_lock);
+    std::vector<std::size_t> m_free QVLIB_GUARDED_BY(m_lock);
+    std::vector<std::unique_ptr<Hive>> m_hives QVLIB_GUARDED_BY(m_lock);
+    Hive * m_user QVLIB_GUARDED_BY(m_lock) = nullptr;    ///< what the predefined keys led to last
+    Hive * m_machine QVLIB_GUARDED_BY(m_lock) = nullptr; ///< likewise
 };
 
 /// Whether the handle is one of the predefined keys.

@@ -142,17 +142,20 @@ int CWinThread::Run()
     LONG idleCount = 0; // -1: nothing more to do while idle
     for (;;)
     {
-        MSG next;
-        bool const idle = ::PeekMessageW(&next, nullptr, 0, 0, PM_NOREMOVE) == FALSE;
-        if (watch.Deleted())
-            return 0;
-        if (idle && idleCount >= 0)
+        if (idleCount >= 0)
         {
-            BOOL const more = OnIdle(idleCount);
+            MSG next;
+            bool const idle = ::PeekMessageW(&next, nullptr, 0, 0, PM_NOREMOVE) == FALSE;
             if (watch.Deleted())
                 return 0;
-            idleCount = more != FALSE ? idleCount + 1 : -1;
-            continue;
+            if (idle)
+            {
+                BOOL const more = OnIdle(idleCount);
+                if (watch.Deleted())
+                    return 0;
+                idleCount = more != FALSE ? idleCount + 1 : -1;
+                continue;
+            }
         }
         BOOL const goesOn = PumpMessage();
         if (watch.Deleted())

@@ -1,13 +1,12 @@
 #include "host/linux/internal/number_text.h"
 
+#include "host/linux/internal/locale_data.h"
 #include "qvlib/host/crt.h"
-#include "qvlib/host/locale.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iterator>
-#include <unicode/unum.h>
 
 namespace qvlib::host
 {
@@ -22,30 +21,10 @@ struct Signs
     std::wstring currency = L"$";
 };
 
-std::wstring Symbol(UNumberFormat const * format, UNumberFormatSymbol symbol, std::wstring const & fallback)
+Signs ReadSigns(LCID locale)
 {
-    UErrorCode error = U_ZERO_ERROR;
-    UChar units[16];
-    int32_t const length = unum_getSymbol(format, symbol, units, 16, &error);
-    std::wstring text;
-    for (int32_t i = 0; U_SUCCESS(error) && i < length; ++i) // signs of numbers lie in the first plane
-        text += static_cast<wchar_t>(units[i]);
-    return text.empty() ? fallback : text;
-}
-
-Signs ReadSigns(std::string const & localeName)
-{
-    Signs signs;
-    UErrorCode error = U_ZERO_ERROR;
-    UNumberFormat * const format = unum_open(UNUM_CURRENCY, nullptr, 0, localeName.c_str(), nullptr, &error);
-    if (U_SUCCESS(error))
-    {
-        signs.decimal = Symbol(format, UNUM_DECIMAL_SEPARATOR_SYMBOL, signs.decimal);
-        signs.thousands = Symbol(format, UNUM_GROUPING_SEPARATOR_SYMBOL, signs.thousands);
-        signs.currency = Symbol(format, UNUM_CURRENCY_SYMBOL, signs.currency);
-    }
-    unum_close(format);
-    return signs;
+    internal::LocaleData const * const data = internal::LocaleDataOf(locale & 0xFFFF); // the rest is a sort order
+    return data != nullptr ? Signs{data->number.decimal, data->number.thousands, data->currency} : Signs();
 }
 
 /// The signs of a locale. Each thread keeps those that it asked for last: conversions come in runs of one locale.
@@ -58,7 +37,7 @@ Signs const & SignsOf(LCID locale)
     thread_local Signs signs;
     if (locale != cached)
     {
-        signs = ReadSigns(LocaleName(locale));
+        signs = ReadSigns(locale);
         cached = locale;
     }
     return signs;

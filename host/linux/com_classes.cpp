@@ -3,10 +3,12 @@
 #include "host/linux/internal/catalog.h"
 #include "host/linux/internal/mutex.h"
 #include "host/linux/internal/properties_list.h"
+#include "qvlib/detail/counted.h"
 #include "qvlib/host/com.h"
 #include "qvlib/host/comadmin.h"
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 namespace
@@ -21,6 +23,27 @@ struct BuiltInClass
 constexpr BuiltInClass kBuiltIn[] = {
     {QRGenObjsLib::CLSID_QRProperties, qvlib::host::CreatePropertiesList},
     {CLSID_COMAdminCatalog, qvlib::host::CreateCatalog},
+};
+
+/// The class object of a built-in class.
+class BuiltInFactory final : public qvlib::detail::Counted<IClassFactory>
+{
+public:
+    explicit BuiltInFactory(BuiltInClass const & known) noexcept : m_class(known) {}
+
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown * outer, REFIID iid, void ** object) override
+    {
+        if (object == nullptr)
+            return E_POINTER;
+        *object = nullptr;
+        return outer != nullptr ? CLASS_E_NOAGGREGATION : m_class.create(iid, object);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; } // the library stays
+
+private:
+    ~BuiltInFactory() override = default;
+
+    BuiltInClass const & m_class;
 };
 
 struct Registration
@@ -100,21 +123,39 @@ HRESULT CoRevokeClassObject(DWORD cookie)
     return S_OK;
 }
 
-HRESULT CoCreateInstance(REFCLSID clsid, IUnknown * outer, DWORD, REFIID iid, LPVOID * object)
+HRESULT CoGetClassObject(REFCLSID clsid, DWORD, LPVOID server, REFIID iid, LPVOID * object)
 {
     if (object == nullptr)
         return E_POINTER;
     *object = nullptr;
-    if (IClassFactory * const factory = FindFactory(clsid))
-    {
-        HRESULT const result = factory->CreateInstance(outer, iid, object);
-        factory->Release();
-        return result;
-    }
+    if (server != nullptr)
+        return E_INVALIDARG;
+    IClassFactory * factory = FindFactory(clsid);
     for (BuiltInClass const & known : kBuiltIn)
-        if (known.clsid == clsid)
-            return outer != nullptr ? CLASS_E_NOAGGREGATION : known.create(iid, object);
-    return REGDB_E_CLASSNOTREG;
+        if (factory == nullptr && known.clsid == clsid)
+        {
+            factory = new (std::nothrow) BuiltInFactory(known);
+            if (factory == nullptr)
+                return E_OUTOFMEMORY;
+        }
+    if (factory == nullptr)
+        return REGDB_E_CLASSNOTREG;
+    HRESULT const result = factory->QueryInterface(iid, object);
+    factory->Release();
+    return result;
+}
+
+HRESULT CoCreateInstance(REFCLSID clsid, IUnknown * outer, DWORD context, REFIID iid, LPVOID * object)
+{
+    if (object == nullptr)
+        return E_POINTER;
+    *object = nullptr;
+    void * factory = nullptr;
+    if (HRESULT const result = CoGetClassObject(clsid, context, nullptr, IID_IClassFactory, &factory); FAILED(result))
+        return result;
+    HRESULT const result = static_cast<IClassFactory *>(factory)->CreateInstance(outer, iid, object);
+    static_cast<IClassFactory *>(factory)->Release();
+    return result;
 }
 
 HRESULT OleRun(IUnknown * object) { return object != nullptr ? S_OK : E_INVALIDARG; }

@@ -1,10 +1,10 @@
 // The stream over memory.
 
 #include "host/linux/internal/mutex.h"
+#include "qvlib/detail/counted.h"
 #include "qvlib/host/com.h"
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <new>
 #include <vector>
@@ -41,37 +41,12 @@ void Tell(ULARGE_INTEGER * out, ULONGLONG count) noexcept
         out->QuadPart = count;
 }
 
-class MemoryStream final : public IStream
+class MemoryStream final : public qvlib::detail::Counted<IStream>
 {
 public:
     MemoryStream(std::shared_ptr<SharedBytes> data, ULONGLONG position) noexcept
         : m_data(std::move(data)), m_position(position)
     {
-    }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
-    {
-        if (object == nullptr)
-            return E_POINTER;
-        bool const known = iid == IID_IUnknown || iid == IID_ISequentialStream || iid == IID_IStream;
-        *object = known ? static_cast<IStream *>(this) : nullptr;
-        if (!known)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override
-    {
-        // Relaxed: whoever adds a reference already holds one.
-        return m_references.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        // The last one must see what the others did.
-        ULONG const left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
     }
 
     HRESULT STDMETHODCALLTYPE Read(void * buffer, ULONG count, ULONG * read) override
@@ -192,7 +167,7 @@ public:
     }
 
 private:
-    ~MemoryStream() = default;
+    ~MemoryStream() override = default;
 
     std::size_t Available(ULONG count) const noexcept QVLIB_REQUIRES(m_data->lock)
     {
@@ -214,7 +189,6 @@ private:
         }
     }
 
-    std::atomic<ULONG> m_references{1};
     std::shared_ptr<SharedBytes> const m_data;
     ULONGLONG m_position QVLIB_GUARDED_BY(m_data->lock);
 };

@@ -1,9 +1,9 @@
 #include "host/linux/internal/xml_tokens.h"
 
+#include "qvlib/detail/counted.h"
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
-#include <atomic>
 #include <new>
 
 namespace qvlib::host
@@ -33,35 +33,9 @@ private:
     bool m_made = false;
 };
 
-class XmlReader final : public IXmlReader, public IXmlEventReader
+class XmlReader final : public detail::Counted<IXmlReader, IXmlEventReader>
 {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
-    {
-        if (!object)
-            return E_INVALIDARG;
-        if (iid == kInterfaceId<IXmlReader> || iid == kInterfaceId<IUnknown>)
-            *object = static_cast<IXmlReader *>(this);
-        else if (iid == kInterfaceId<IXmlEventReader>)
-            *object = static_cast<IXmlEventReader *>(this);
-        else
-        {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return m_references.fetch_add(1, std::memory_order_relaxed) + 1; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        // The last owner must see what the others did.
-        ULONG const left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE SetInput(IUnknown * input) override
     {
         Restart();
@@ -300,7 +274,7 @@ public:
 private:
     static constexpr std::size_t kNoAttribute = static_cast<std::size_t>(-1);
 
-    ~XmlReader() = default;
+    ~XmlReader() override = default;
 
     void Restart() noexcept
     {
@@ -387,7 +361,6 @@ private:
         }
     }
 
-    std::atomic<ULONG> m_references{1};
     XmlTokenizer m_tokens;
     XmlReadState m_state = XmlReadState_Initial;
     XmlNode const * m_node = nullptr;

@@ -1,10 +1,10 @@
 #include "host/internal/xml_events.h"
 #include "host/linux/internal/xml_names.h"
 #include "host/linux/internal/xml_output.h"
+#include "qvlib/detail/counted.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <new>
 #include <string>
 #include <unordered_set>
@@ -56,35 +56,9 @@ enum class State
     ended
 };
 
-class XmlWriter final : public IXmlWriter, public IXmlWideOutput
+class XmlWriter final : public detail::Counted<IXmlWriter, IXmlWideOutput>
 {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
-    {
-        if (!object)
-            return E_INVALIDARG;
-        if (iid == kInterfaceId<IXmlWriter> || iid == kInterfaceId<IUnknown>)
-            *object = static_cast<IXmlWriter *>(this);
-        else if (iid == kInterfaceId<IXmlWideOutput>)
-            *object = static_cast<IXmlWideOutput *>(this);
-        else
-        {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return m_references.fetch_add(1, std::memory_order_relaxed) + 1; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        // The last owner must see what the others did.
-        ULONG const left = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE SetOutput(IUnknown * output) override
     {
         Detach();
@@ -250,7 +224,7 @@ private:
         bool text;
     };
 
-    ~XmlWriter() { Detach(); }
+    ~XmlWriter() override { Detach(); }
 
     // An exception must not leave through the interface.
     template <class Work>
@@ -604,7 +578,6 @@ private:
         return S_OK;
     }
 
-    std::atomic<ULONG> m_references{1};
     State m_state = State::noOutput;
     bool m_indent = false;
     bool m_mark = true;

@@ -62,6 +62,7 @@ using DISPID = LONG;
 
 // Result codes of this family.
 constexpr HRESULT CLASS_E_NOAGGREGATION = static_cast<HRESULT>(0x80040110U);
+constexpr HRESULT CLASS_E_NOTLICENSED = static_cast<HRESULT>(0x80040112U);
 constexpr HRESULT REGDB_E_CLASSNOTREG = static_cast<HRESULT>(0x80040154U);
 constexpr HRESULT CO_E_CLASSSTRING = static_cast<HRESULT>(0x800401F3U);
 constexpr HRESULT DISP_E_UNKNOWNINTERFACE = static_cast<HRESULT>(0x80020001U);
@@ -198,8 +199,30 @@ protected:
     ~IClassFactory() = default;
 };
 
+/// What a licensed class demands.
+struct LICINFO
+{
+    LONG cbLicInfo;
+    BOOL fRuntimeKeyAvail; ///< RequestLicKey gives a key
+    BOOL fLicVerified;     ///< the machine is licensed, so that CreateInstance makes objects without a key
+};
+
+/// Makes the objects of a licensed class.
+struct IClassFactory2 : IClassFactory
+{
+    virtual HRESULT STDMETHODCALLTYPE GetLicInfo(LICINFO * info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RequestLicKey(DWORD reserved, BSTR * key) = 0;
+    /// CLASS_E_NOTLICENSED for a key that is not the class's. `reserved` is null.
+    virtual HRESULT STDMETHODCALLTYPE CreateInstanceLic(IUnknown * outer, IUnknown * reserved, REFIID iid, BSTR key,
+                                                        void ** object) = 0;
+
+protected:
+    ~IClassFactory2() = default;
+};
+
 inline constexpr IID IID_IUnknown{0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_IClassFactory{0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID IID_IClassFactory2{0xB196B28F, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
 inline constexpr IID IID_IStream{0x0000000C, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_IDispatch{0x00020400, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_ISequentialStream{
@@ -218,6 +241,8 @@ template <>
 inline constexpr IID kInterfaceId<IUnknown> = IID_IUnknown;
 template <>
 inline constexpr IID kInterfaceId<IClassFactory> = IID_IClassFactory;
+template <>
+inline constexpr IID kInterfaceId<IClassFactory2> = IID_IClassFactory2;
 template <>
 inline constexpr IID kInterfaceId<ISequentialStream> = IID_ISequentialStream;
 template <>
@@ -258,6 +283,9 @@ constexpr DWORD REGCLS_MULTIPLEUSE = 1;
 QVLIB_API HRESULT CoRegisterClassObject(REFCLSID clsid, IUnknown * factory, DWORD context, DWORD flags, DWORD * cookie);
 /// E_INVALIDARG for an unknown cookie.
 QVLIB_API HRESULT CoRevokeClassObject(DWORD cookie);
+/// The class object of a class registered in this process or built into the library: what makes its objects.
+/// REGDB_E_CLASSNOTREG for any other class. `server` is null: there is no other machine. Thread-safe.
+QVLIB_API HRESULT CoGetClassObject(REFCLSID clsid, DWORD context, LPVOID server, REFIID iid, LPVOID * object);
 /// Makes an object of a class registered in this process or built into the library. REGDB_E_CLASSNOTREG for any other
 /// class; `object` is null after a failure. Thread-safe.
 QVLIB_API HRESULT CoCreateInstance(REFCLSID clsid, IUnknown * outer, DWORD context, REFIID iid, LPVOID * object);

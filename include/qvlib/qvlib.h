@@ -34,6 +34,7 @@
 #include <qvlib/Color.h>
 #include <qvlib/ComIdentifiers.h>
 #include <qvlib/Conversions.h>
+#include <qvlib/CreateInstance.h>
 #include <qvlib/CriticalSection.h>
 #include <qvlib/DateTime.h>
 #include <qvlib/DayOfWeek.h>

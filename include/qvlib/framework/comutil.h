@@ -143,6 +143,16 @@ public:
         m_object = static_cast<Interface *>(object);
         return result;
     }
+    /// The same for a class by its name: a program identifier, or an identifier's text "{...}".
+    HRESULT CreateInstance(wchar_t const * className, IUnknown * outer = nullptr, DWORD context = CLSCTX_ALL) noexcept
+    {
+        if (className == nullptr)
+            return E_INVALIDARG;
+        CLSID clsid{};
+        HRESULT const result =
+            className[0] == L'{' ? CLSIDFromString(className, &clsid) : CLSIDFromProgID(className, &clsid);
+        return FAILED(result) ? result : CreateInstance(clsid, outer, context);
+    }
     /// Asks the object held for another interface. E_POINTER when none is held.
     template <class Other>
     HRESULT QueryInterface(IID const & iid, Other *& object) noexcept

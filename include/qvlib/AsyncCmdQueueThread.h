@@ -18,6 +18,8 @@
 //
 // An exception that leaves a command ends the program, for it leaves the thread.
 //
+// A derived class calls Destroy in its own destructor: the thread calls virtual functions as long as it runs.
+//
 // Thread rule: as CTLAsyncCmdQueue; Create, Destroy, DestroyThread and the destructor are for one thread at a time, and
 // may be called on any, also by a command of this thread.
 #pragma once

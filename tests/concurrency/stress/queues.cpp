@@ -270,7 +270,11 @@ void StormOfThreads(Dice & dice)
     struct Counted : CTLAsyncCmdQueueThread
     {
         explicit Counted(std::atomic<int> & count) : CTLAsyncCmdQueueThread(kPriorities), m_count(count) { ++m_count; }
-        ~Counted() override { --m_count; }
+        ~Counted() override
+        {
+            Destroy(true); // before its own parts go
+            --m_count;
+        }
         std::atomic<int> & m_count;
     };
     std::vector<std::thread> makers;

@@ -11,8 +11,6 @@ namespace qvlib::host
 namespace
 {
 
-constexpr UINT kPostedInput = QS_POSTMESSAGE | QS_ALLPOSTMESSAGE;
-
 bool Matches(PostedMessage const & message, MessageFilter const & filter) noexcept
 {
     bool const ofThread = message.window == nullptr;
@@ -51,12 +49,11 @@ bool MessageQueue::Find(MSG & message, MessageFilter const & filter, bool remove
         PostedMessage const & posted = m_posted.At(index);
         if (!Matches(posted, filter))
             continue;
-        message = MSG{posted.window, posted.message, posted.wParam, posted.lParam, posted.time, POINT{}};
+        message = MSG{posted.window, posted.message, posted.wParam, posted.lParam, 0, POINT{}};
         if (remove)
         {
-            if (posted.window != nullptr)
-                --LookUpWindow(posted.window)->posted; // a window takes its messages along when it goes
             m_posted.Erase(index);
+            m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
         }
         return true;
     }
@@ -70,45 +67,76 @@ bool MessageQueue::Find(MSG & message, MessageFilter const & filter, bool remove
 
 bool MessageQueue::Take(MSG & message, MessageFilter const & filter, bool remove, bool wait)
 {
+    bool const anyWillDo = filter.of == MessageFilter::Of::All && filter.first == 0 && filter.last == ~0U;
     for (;;)
     {
-        SendRequest * sent = nullptr;
+        if (m_arrived.load(std::memory_order_acquire) != 0)
+        {
+            if (SendRequest * const sent = NextSent())
+            {
+                RunOne(*sent);
+                continue;
+            }
+            MutexLock const held(m_mutex);
+            if (!m_sent.Empty())
+                continue;
+            m_arrived.store(0, std::memory_order_relaxed); // an answer that nobody waits for any more
+        }
+        m_seen = m_received.load(std::memory_order_acquire);
+        m_fresh = false;
+        if (m_seen != m_taken && !(anyWillDo && m_posted.Size() != 0))
+        {
+            TakeInbox();
+            m_seen = m_taken;
+        }
+        if (Find(message, filter, remove))
+            return true;
+        if (!wait || (filter.of == MessageFilter::Of::Window && LookUpWindow(filter.window) == nullptr))
+            return false;
         {
             MutexLock const held(m_mutex);
-            m_sleepsFor = 0;
-            sent = m_sent.First();
-            if (sent != nullptr)
-                TakeSent(*sent);
-            else
-            {
-                m_fresh = 0;
-                if (Find(message, filter, remove))
-                    return true;
-                if (!wait || (filter.of == MessageFilter::Of::Window && LookUpWindow(filter.window) == nullptr))
-                    return false;
-                PrepareSleep(kPostedInput | QS_SENDMESSAGE);
-            }
+            if (m_arrived.load(std::memory_order_relaxed) != 0 || m_received.load(std::memory_order_relaxed) != m_seen)
+                continue;
+            PrepareSleep(kPostedInput | QS_SENDMESSAGE);
         }
-        if (sent != nullptr)
-            RunOne(*sent);
-        else
-            WaitForHandlesOr(m_input, 0, nullptr, false, INFINITE);
+        WaitForHandlesOr(m_input, 0, nullptr, false, INFINITE);
     }
 }
 
 void MessageQueue::Quit(int code)
 {
-    MutexLock const held(m_mutex);
     m_quit = true;
     m_quitCode = code;
-    Arrived(kPostedInput);
+    m_fresh = true;
+}
+
+UINT MessageQueue::Present(bool fresh) const noexcept
+{
+    UINT const arrived = m_arrived.load(std::memory_order_acquire);
+    std::size_t const received = m_received.load(std::memory_order_acquire);
+    bool const posted = fresh ? m_fresh || received != m_seen : m_posted.Size() != 0 || m_quit || received != m_taken;
+    bool const sent = (arrived & (fresh ? QS_SENDMESSAGE : kSent)) != 0;
+    return (posted ? kPostedInput : 0) | (sent ? QS_SENDMESSAGE : 0);
+}
+
+void MessageQueue::LookedAt(UINT kinds) noexcept
+{
+    if ((kinds & kPostedInput) != 0)
+    {
+        m_seen = m_received.load(std::memory_order_acquire);
+        m_fresh = false;
+    }
+    if ((m_arrived.load(std::memory_order_acquire) & kinds) != 0)
+    {
+        MutexLock const held(m_mutex);
+        m_arrived.store(m_arrived.load(std::memory_order_relaxed) & ~QS_SENDMESSAGE, std::memory_order_relaxed);
+    }
 }
 
 DWORD MessageQueue::Status(UINT kinds)
 {
-    MutexLock const held(m_mutex);
-    DWORD const status = ((Present() & kinds) << 16) | (m_fresh & kinds & 0xFFFFU);
-    m_fresh &= ~kinds;
+    DWORD const status = ((Present(false) & kinds) << 16) | (Present(true) & kinds);
+    LookedAt(kinds);
     return status;
 }
 
@@ -116,30 +144,24 @@ DWORD MessageQueue::Wait(DWORD count, HANDLE const * handles, DWORD timeout, UIN
 {
     bool const serves = (kinds & QS_SENDMESSAGE) == 0;
     bool const all = (flags & MWMO_WAITALL) != 0;
+    bool const fresh = (flags & MWMO_INPUTAVAILABLE) == 0;
     TimeLimit const limit(timeout);
     for (;;)
     {
         {
             MutexLock const held(m_mutex);
-            UINT const there = (flags & MWMO_INPUTAVAILABLE) != 0 ? m_fresh | Present() : m_fresh;
             PrepareSleep(kinds | QS_SENDMESSAGE);
-            if ((there & m_sleepsFor) != 0)
+            if ((Present(fresh) & (kinds | QS_SENDMESSAGE)) != 0)
                 m_input.Set();
         }
         DWORD const ended = WaitForHandlesOr(m_input, count, handles, all, limit.Left());
-        {
-            MutexLock const held(m_mutex);
-            m_sleepsFor = 0;
-        }
         if (ended != count)
             return ended;
         if (serves)
             RunSent();
-        MutexLock const held(m_mutex);
-        UINT const there = (flags & MWMO_INPUTAVAILABLE) != 0 ? m_fresh | Present() : m_fresh;
-        if ((there & kinds) == 0)
+        if ((Present(fresh) & kinds) == 0)
             continue; // it was sent messages, or nothing
-        m_fresh &= ~kinds;
+        LookedAt(kinds);
         return WAIT_OBJECT_0 + count;
     }
 }
@@ -215,9 +237,9 @@ LRESULT DispatchMessageW(MSG const * message)
 
 BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    PostedMessage const posted{window, wParam, lParam, message, 0};
-    LSTATUS const status = window == nullptr ? MessageQueue::PostToThread(GetCurrentThreadId(), posted)
-                                             : MessageQueue::Post(window, posted);
+    PostedMessage const posted{window, wParam, lParam, message};
+    LSTATUS const status =
+        window == nullptr ? MessageQueue::PostToThread(GetCurrentThreadId(), posted) : MessageQueue::Post(posted);
     if (status == ERROR_SUCCESS)
         return TRUE;
     SetLastError(static_cast<DWORD>(status));
@@ -226,7 +248,7 @@ BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 
 BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    LSTATUS const status = MessageQueue::PostToThread(threadId, PostedMessage{nullptr, wParam, lParam, message, 0});
+    LSTATUS const status = MessageQueue::PostToThread(threadId, PostedMessage{nullptr, wParam, lParam, message});
     if (status == ERROR_SUCCESS)
         return TRUE;
     SetLastError(static_cast<DWORD>(status));

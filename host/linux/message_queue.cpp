@@ -9,12 +9,10 @@
 #include <new>
 #include <unordered_map>
 
-#include <time.h>
-
 namespace qvlib::host
 {
 
-thread_local constinit MessageQueue * MessageQueue::t_current = nullptr;
+constinit thread_local MessageQueue * MessageQueue::t_current = nullptr;
 
 /// The queues by thread, and those that are free.
 class QueueDirectory
@@ -83,10 +81,15 @@ private:
         {
             MutexLock const held(queue.m_mutex);
             queue.m_threadId.store(0, std::memory_order_release);
-            queue.m_posted.Clear();
-            queue.m_quit = false;
-            queue.m_fresh = queue.m_sleepsFor = 0;
+            queue.m_inbox.Clear();
+            queue.m_sleepsFor = 0;
+            queue.m_arrived.store(0, std::memory_order_relaxed);
         }
+        queue.m_posted.Clear(); // its thread is this one, or never was
+        queue.m_ownCount.store(0, std::memory_order_relaxed);
+        queue.m_quit = false;
+        queue.m_fresh = false;
+        queue.m_taken = queue.m_seen = queue.m_received.load(std::memory_order_relaxed);
         queue.m_next = m_free;
         m_free = &queue;
     }
@@ -136,82 +139,81 @@ void MessageQueue::Retire(void * argument) noexcept
 
 bool MessageQueue::Arrived(UINT kinds) noexcept
 {
-    m_fresh |= kinds;
+    UINT const before = m_arrived.load(std::memory_order_relaxed);
+    if ((before & kinds) != kinds)
+        m_arrived.store(before | kinds, std::memory_order_release);
     if ((m_sleepsFor & kinds) == 0)
         return false;
-    m_sleepsFor = 0; // one call wakes it, however much comes until it is up
+    m_sleepsFor = 0;
     return true;
 }
 
-UINT MessageQueue::Present() const noexcept
+LSTATUS MessageQueue::Append(PostedMessage const & message, bool & wake) noexcept
 {
-    UINT kinds = 0;
-    if (m_posted.Size() != 0 || m_quit)
-        kinds |= QS_POSTMESSAGE | QS_ALLPOSTMESSAGE;
-    if (!m_sent.Empty())
-        kinds |= QS_SENDMESSAGE;
-    return kinds;
+    if (m_inbox.Size() + m_ownCount.load(std::memory_order_relaxed) >= kPostedMessageLimit)
+        return ERROR_NOT_ENOUGH_QUOTA;
+    if (!m_inbox.Append(message))
+        return ERROR_NOT_ENOUGH_MEMORY;
+    m_received.store(m_received.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    if ((m_sleepsFor & kPostedInput) != 0)
+    {
+        m_sleepsFor = 0; // one call wakes it, however much comes until it is up
+        wake = true;
+    }
+    return ERROR_SUCCESS;
 }
 
-bool MessageQueue::Append(PostedMessage const & message, LSTATUS & status) noexcept
+void MessageQueue::TakeInbox() noexcept
 {
-    if (m_posted.Size() == kPostedMessageLimit)
+    MutexLock const held(m_mutex);
+    m_posted.Take(m_inbox);
+    m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
+    m_taken = m_received.load(std::memory_order_relaxed) - m_inbox.Size();
+}
+
+LSTATUS MessageQueue::PostOwn(PostedMessage const & message) noexcept
+{
+    if (std::size_t const received = m_received.load(std::memory_order_acquire); received != m_taken)
     {
-        status = ERROR_NOT_ENOUGH_QUOTA;
-        return false;
+        TakeInbox(); // what was there first stays ahead
+        if (m_taken - received > kPostedMessageLimit)
+            return ERROR_NOT_ENOUGH_MEMORY; // some of it is still there
     }
+    if (m_posted.Size() >= kPostedMessageLimit)
+        return ERROR_NOT_ENOUGH_QUOTA;
     if (!m_posted.Append(message))
-    {
-        status = ERROR_NOT_ENOUGH_MEMORY;
-        return false;
-    }
-    status = ERROR_SUCCESS;
-    return true;
+        return ERROR_NOT_ENOUGH_MEMORY;
+    m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
+    m_fresh = true;
+    return ERROR_SUCCESS;
 }
 
-namespace
+LSTATUS MessageQueue::Post(PostedMessage const & message) noexcept
 {
-
-/// The clock of posted messages: cheap, and a few milliseconds behind.
-DWORD PostingTime() noexcept
-{
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<DWORD>(static_cast<std::uint64_t>(now.tv_sec) * 1000U +
-                              static_cast<std::uint64_t>(now.tv_nsec) / 1000000U);
-}
-
-} // namespace
-
-LSTATUS MessageQueue::Post(HWND window, PostedMessage message) noexcept
-{
-    Window * const place = LookUpWindow(window);
+    Window * const place = LookUpWindow(message.window);
     if (place == nullptr)
         return ERROR_INVALID_WINDOW_HANDLE;
     MessageQueue & queue = *place->queue.load(std::memory_order_acquire);
-    message.time = PostingTime();
-    LSTATUS status = ERROR_SUCCESS;
+    if (&queue == Current())
+        return queue.PostOwn(message);
+    bool wake = false;
     {
         MutexLock const held(queue.m_mutex);
-        if (!place->Is(window))
+        if (!place->Is(message.window))
             return ERROR_INVALID_WINDOW_HANDLE;
-        if (!queue.Append(message, status))
-            return status;
-        ++place->posted;
-        if (!queue.Arrived(QS_POSTMESSAGE | QS_ALLPOSTMESSAGE))
+        if (LSTATUS const status = queue.Append(message, wake); !wake)
             return status;
     }
     queue.m_input.Set();
-    return status;
+    return ERROR_SUCCESS;
 }
 
 LSTATUS MessageQueue::PostToThread(DWORD threadId, PostedMessage const & message) noexcept
 try
 {
-    MessageQueue * queue = nullptr;
     if (MessageQueue * const own = Current(); own != nullptr && own->ThreadId() == threadId)
-        queue = own;
-    else
+        return own->PostOwn(message);
+    MessageQueue * queue = nullptr;
     {
         QueueDirectory & directory = QueueDirectory::Get();
         MutexLock const held(directory.m_mutex);
@@ -223,18 +225,16 @@ try
             queue = &directory.Add(threadId);
         }
     }
-    LSTATUS status = ERROR_SUCCESS;
-    PostedMessage timed = message;
-    timed.time = PostingTime();
+    bool wake = false;
     {
         MutexLock const held(queue->m_mutex);
         if (queue->ThreadId() != threadId) // it ended in between
             return ERROR_INVALID_THREAD_ID;
-        if (!queue->Append(timed, status) || !queue->Arrived(QS_POSTMESSAGE | QS_ALLPOSTMESSAGE))
+        if (LSTATUS const status = queue->Append(message, wake); !wake)
             return status;
     }
     queue->m_input.Set();
-    return status;
+    return ERROR_SUCCESS;
 }
 catch (std::bad_alloc const &)
 {
@@ -257,9 +257,11 @@ void MessageQueue::RemoveWindow(Window & window) noexcept
     {
         MutexLock const held(m_mutex);
         window.handle.store(0, std::memory_order_release);
-        if (window.posted != 0)
-            m_posted.EraseIf([handle](PostedMessage const & message) { return message.window == handle; });
-        window.posted = 0;
+        auto const isItsOwn = [handle](PostedMessage const & message) { return message.window == handle; };
+        m_inbox.EraseIf(isItsOwn);
+        m_taken = m_received.load(std::memory_order_relaxed) - m_inbox.Size();
+        m_posted.EraseIf(isItsOwn);
+        m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
         for (SendRequest * request = m_sent.First(); request != nullptr;)
         {
             SendRequest & sent = *request;

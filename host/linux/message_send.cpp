@@ -1,6 +1,6 @@
 // Sent messages: how a sender waits for another thread's answer, and how that thread runs what was sent.
-#include "host/linux/internal/time_limit.h"
 #include "host/linux/internal/message_queue.h"
+#include "host/linux/internal/time_limit.h"
 #include "qvlib/host/error.h"
 #include "qvlib/host/sync.h"
 
@@ -13,7 +13,6 @@ namespace qvlib::host
 namespace
 {
 
-constexpr UINT kReply = 0x80000000; ///< a kind of input of our own: a sent message was answered
 constexpr std::size_t kMostStored = 64;
 
 } // namespace
@@ -83,7 +82,7 @@ LSTATUS MessageQueue::Enqueue(SendRequest & request, MessageQueue *& receiver) n
         }
         queue.m_sent.Append(request);
         receiver = &queue;
-        if (!queue.Arrived(QS_SENDMESSAGE))
+        if (!queue.Arrived(kSent | QS_SENDMESSAGE))
             return ERROR_SUCCESS;
     }
     queue.m_input.Set();
@@ -98,7 +97,8 @@ void MessageQueue::TakeSent(SendRequest & request) noexcept
     request.state.store(SendRequest::State::Running, std::memory_order_relaxed); // only this thread and, under the
                                                                                  // lock, the sender change it
     if (m_sent.Empty())
-        m_fresh &= ~QS_SENDMESSAGE;
+        m_arrived.store(m_arrived.load(std::memory_order_relaxed) & ~(kSent | QS_SENDMESSAGE),
+                        std::memory_order_relaxed);
 }
 
 SendRequest * MessageQueue::NextSent() noexcept
@@ -179,8 +179,9 @@ void MessageQueue::RunOne(SendRequest & request)
 
 void MessageQueue::RunSent()
 {
-    while (SendRequest * const request = NextSent())
-        RunOne(*request);
+    while ((m_arrived.load(std::memory_order_acquire) & kSent) != 0)
+        if (SendRequest * const request = NextSent())
+            RunOne(*request);
 }
 
 BOOL MessageQueue::Reply(LRESULT result) noexcept
@@ -262,7 +263,6 @@ LSTATUS MessageQueue::Send(HWND window, UINT message, WPARAM wParam, LPARAM lPar
         SendRequest * incoming = nullptr;
         {
             MutexLock const held(m_mutex);
-            m_sleepsFor = 0;
             if (pending.Answered())
                 break;
             incoming = serves ? m_sent.First() : nullptr;
@@ -276,10 +276,6 @@ LSTATUS MessageQueue::Send(HWND window, UINT message, WPARAM wParam, LPARAM lPar
         DWORD const left = limit.Left();
         if (left == 0)
         {
-            {
-                MutexLock const held(m_mutex);
-                m_sleepsFor = 0;
-            }
             if (pending.GiveUp())
                 return ERROR_TIMEOUT;
             break;

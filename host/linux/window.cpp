@@ -95,7 +95,6 @@ HWND CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title, DWORD styl
     HWND const window = reinterpret_cast<HWND>(number);
     place->type = type;
     place->ending = false;
-    place->posted = 0;
     place->queue.store(queue, std::memory_order_release);
     place->procedure.store(type->record.lpfnWndProc, std::memory_order_release);
     place->id.store(reinterpret_cast<LONG_PTR>(menu), std::memory_order_release);

@@ -223,6 +223,11 @@ TEST(MessageWait, OnlyNewInputEndsIt)
     PostMessageW(window, WM_APP + 2, 0, 0);
     EXPECT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
     EXPECT_EQ(look(), WAIT_TIMEOUT); // a look at one is a look at all
+    test::Thread([window] { PostMessageW(window, WM_APP, 0, 0); });
+    EXPECT_EQ(message.message, WM_APP);
+    EXPECT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.message, WM_APP + 1);
+    EXPECT_EQ(look(), WAIT_TIMEOUT); // whoever posted it
     PostQuitMessage(0);
     EXPECT_EQ(GetQueueStatus(QS_POSTMESSAGE), (QS_POSTMESSAGE << 16) | QS_POSTMESSAGE);
     EXPECT_EQ(GetQueueStatus(QS_POSTMESSAGE), QS_POSTMESSAGE << 16);
@@ -230,7 +235,7 @@ TEST(MessageWait, OnlyNewInputEndsIt)
     PostMessageW(window, WM_APP, 0, 0);
     EXPECT_EQ(MsgWaitForMultipleObjects(0, nullptr, FALSE, 0, 0x0001), WAIT_TIMEOUT); // keys are awaited
     EXPECT_EQ(look(), WAIT_OBJECT_0);
-    EXPECT_EQ(TakeAll().size(), 4U); // and the request to quit
+    EXPECT_EQ(TakeAll(), (Numbers{WM_APP + 2, WM_APP, WM_APP, WM_QUIT})); // and the request to quit
     EXPECT_EQ(look(MWMO_INPUTAVAILABLE), WAIT_TIMEOUT);
     DestroyWindow(window);
 }

@@ -3,6 +3,10 @@
 // Queues are made when first needed, by their thread or by one that posts to it, and used again by later threads when
 // theirs has ended; their memory is never freed. So a queue found through a window may be locked first and judged then.
 // Locks: one queue's lock at a time, and none while a procedure runs.
+//
+// What others post goes into an inbox under the lock. The thread moves the inbox over to its own messages when these
+// are used up; what it posts to itself goes there at once, behind all that has arrived by then. So a thread that works
+// on its own messages takes no lock, and one that gets many takes it once for many.
 #pragma once
 
 #include "host/linux/internal/message_ring.h"
@@ -16,6 +20,11 @@
 
 namespace qvlib::host
 {
+
+// Kinds of input of our own.
+constexpr UINT kSent = 0x40000000;  ///< there are sent messages that have not begun
+constexpr UINT kReply = 0x80000000; ///< a sent message was answered
+constexpr UINT kPostedInput = QS_POSTMESSAGE | QS_ALLPOSTMESSAGE;
 
 /// A sent message on its way to another thread. It lives in a queue's store, never on the sender's stack, so that a
 /// sender may leave before the receiver is done with it.
@@ -86,7 +95,7 @@ public:
     DWORD ThreadId() const noexcept { return m_threadId.load(std::memory_order_acquire); }
 
     // From any thread. They give a status.
-    static LSTATUS Post(HWND window, PostedMessage message) noexcept;
+    static LSTATUS Post(PostedMessage const & message) noexcept;
     static LSTATUS PostToThread(DWORD threadId, PostedMessage const & message) noexcept;
     /// Sends to a window of another thread and waits for the answer.
     LSTATUS Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, DWORD timeout, LRESULT & result);
@@ -120,12 +129,19 @@ private:
 
     /// Notes that input has come. True when the thread sleeps for it: then m_input is to be set, without the lock.
     bool Arrived(UINT kinds) noexcept QVLIB_REQUIRES(m_mutex);
-    /// What is in the queue (QS_...).
-    UINT Present() const noexcept QVLIB_REQUIRES(m_mutex);
+    /// Leaves a message in the inbox; `wake` tells whether m_input is to be set then.
+    LSTATUS Append(PostedMessage const & message, bool & wake) noexcept QVLIB_REQUIRES(m_mutex);
+
+    // On the queue's own thread.
+    LSTATUS PostOwn(PostedMessage const & message) noexcept;
+    void TakeInbox() noexcept QVLIB_EXCLUDES(m_mutex);
+    /// The kinds of input that are new, or that are in the queue.
+    UINT Present(bool fresh) const noexcept;
+    /// They are not new any more.
+    void LookedAt(UINT kinds) noexcept;
     /// From here on m_input is set when input of these kinds comes. It may be set for no cause, too: look again.
     void PrepareSleep(UINT kinds) noexcept QVLIB_REQUIRES(m_mutex);
-    bool Append(PostedMessage const & message, LSTATUS & status) noexcept QVLIB_REQUIRES(m_mutex);
-    bool Find(MSG & message, MessageFilter const & filter, bool remove) noexcept QVLIB_REQUIRES(m_mutex);
+    bool Find(MSG & message, MessageFilter const & filter, bool remove) noexcept;
     void TakeSent(SendRequest & request) noexcept QVLIB_REQUIRES(m_mutex);
     /// The oldest sent message, which is now to be run; null when there is none.
     SendRequest * NextSent() noexcept QVLIB_EXCLUDES(m_mutex);
@@ -137,20 +153,29 @@ private:
     void FreeRequest(SendRequest & request) noexcept;
     void Answer(SendRequest & request, LRESULT result, LSTATUS status) noexcept;
 
-    static thread_local constinit MessageQueue * t_current;
+    // Found at a fixed place of the thread's own memory, without a call.
+    static __attribute__((tls_model("initial-exec"))) constinit thread_local MessageQueue * t_current;
 
     Mutex m_mutex;
     Signal m_input; ///< set once something has come that the thread sleeps for
-    MessageRing m_posted QVLIB_GUARDED_BY(m_mutex);
+    MessageRing m_inbox QVLIB_GUARDED_BY(m_mutex);
     SendList m_sent QVLIB_GUARDED_BY(m_mutex);
     std::size_t m_sentUnawaited QVLIB_GUARDED_BY(m_mutex) = 0;
-    UINT m_fresh QVLIB_GUARDED_BY(m_mutex) = 0;     ///< what has come since the last look (QS_...)
-    UINT m_sleepsFor QVLIB_GUARDED_BY(m_mutex) = 0; ///< 0 while the thread is awake
-    bool m_quit QVLIB_GUARDED_BY(m_mutex) = false;
-    int m_quitCode QVLIB_GUARDED_BY(m_mutex) = 0;
-    std::atomic<DWORD> m_threadId{0}; ///< 0 while no thread has it; changed under the lock
+    UINT m_sleepsFor QVLIB_GUARDED_BY(m_mutex) = 0; ///< what m_input is to be set for; 0 once it was
+    // Changed under the lock:
+    std::atomic<UINT> m_arrived{0};         ///< what others have sent: QS_SENDMESSAGE while it is new, kSent, kReply
+    std::atomic<std::size_t> m_received{0}; ///< how many messages have ever come into the inbox
+    std::atomic<DWORD> m_threadId{0};       ///< 0 while no thread has it
+    // By the thread:
+    std::atomic<std::size_t> m_ownCount{0}; ///< the size of m_posted, for those who post
 
     // Of the queue's own thread.
+    MessageRing m_posted;
+    std::size_t m_taken = 0; ///< of those in m_received, the ones that have left the inbox
+    std::size_t m_seen = 0;  ///< and those that had come by the last look
+    bool m_fresh = false;    ///< the thread has posted to itself since the last look
+    bool m_quit = false;
+    int m_quitCode = 0;
     Window * m_windows = nullptr;
     Running * m_running = nullptr; ///< the innermost sent message that is being run
     SendRequest * m_store = nullptr;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace qvlib::host
 {
@@ -16,7 +17,6 @@ struct PostedMessage
     WPARAM wParam;
     LPARAM lParam;
     UINT message;
-    DWORD time;
 };
 
 class MessageRing
@@ -50,6 +50,23 @@ public:
             if (PostedMessage const & message = At(index); !drop(message))
                 At(kept++) = message;
         m_size = kept;
+    }
+    /// Appends the messages of another ring, and takes them out there, as far as there is memory for them.
+    void Take(MessageRing & other) noexcept
+    {
+        if (m_size == 0)
+        {
+            std::swap(m_slots, other.m_slots);
+            std::swap(m_capacity, other.m_capacity);
+            m_first = std::exchange(other.m_first, 0);
+            m_size = std::exchange(other.m_size, 0);
+            return;
+        }
+        std::size_t taken = 0;
+        while (taken != other.m_size && Append(other.At(taken)))
+            ++taken;
+        other.m_first += taken;
+        other.m_size -= taken;
     }
     /// Drops all, and the memory.
     void Clear() noexcept

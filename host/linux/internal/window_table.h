@@ -34,8 +34,6 @@ struct alignas(64) Window
     std::atomic<LONG_PTR> style{0};
     std::atomic<LONG_PTR> exStyle{0};
 
-    std::size_t posted = 0; ///< how many messages in the ring are for it; under its queue's lock
-
     // Of the owner's thread alone.
     Window * next = nullptr; ///< the thread's windows
     Window * previous = nullptr;

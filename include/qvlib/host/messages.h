@@ -155,7 +155,7 @@ struct MSG
     UINT message;
     WPARAM wParam;
     LPARAM lParam;
-    DWORD time; ///< milliseconds of a monotonic clock, when it was posted; a few may be missing
+    DWORD time; ///< always 0
     POINT pt;   ///< always 0, 0
 };
 

@@ -162,12 +162,14 @@ void * Run(void * argument)
     Waitable & object = *start.record->object;
     t_thread.id = object.m_id;
     UseRecord(start.record);
-    ::pthread_setspecific(EndOfThread(), start.record);
+    bool const endIsNoticed = ::pthread_setspecific(EndOfThread(), start.record) == 0;
     while (std::uint32_t const suspended = object.m_number.load(std::memory_order_acquire))
         FutexWait(object.m_number, suspended);
     DWORD const code = start.function(start.argument);
     start.record->RunRoutines();
     start.record->exitCode = code;
+    if (!endIsNoticed) // for want of memory: its static objects have to outlive it
+        EndThread(start.record);
     return nullptr;
 }
 

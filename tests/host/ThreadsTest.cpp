@@ -220,9 +220,13 @@ TEST(Processes, OfOthersAreSignalledToo)
     DWORD result = WAIT_FAILED;
     Sleeper waiter([&] { result = WaitForSingleObject(process, kLong); });
     waiter.AwaitAsleep();
+    Foreigner second; // has open what this process has open
     foreigner.End();
     waiter.Join();
     EXPECT_EQ(result, WAIT_OBJECT_0);
+    HANDLE const other = OpenProcess(SYNCHRONIZE, FALSE, second.Id());
+    EXPECT_EQ(WaitForSingleObject(other, 3), WAIT_TIMEOUT);
+    EXPECT_TRUE(CloseHandle(other));
     DWORD code = 1;
     EXPECT_TRUE(GetExitCodeProcess(process, &code));
     EXPECT_EQ(code, 0U);

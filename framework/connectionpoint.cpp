@@ -87,6 +87,8 @@ POSITION AsPosition(DWORD cookie) noexcept { return reinterpret_cast<POSITION>(s
 
 } // namespace
 
+CConnectionPoint::CConnectionPoint(CCmdTarget & owner) noexcept : m_owner(owner), m_xConnPt(*this) {}
+
 CConnectionPoint::~CConnectionPoint()
 {
     for (CONNECTDATA const & sink : std::exchange(m_sinks, {}))

@@ -37,7 +37,7 @@ class QVLIB_API CConnectionPoint : public CCmdTarget
 {
 public:
     /// A point of `owner`, in which it lies.
-    explicit CConnectionPoint(CCmdTarget & owner) noexcept : m_owner(owner), m_xConnPt(*this) {}
+    explicit CConnectionPoint(CCmdTarget & owner) noexcept;
     ~CConnectionPoint() override;
 
     /// The platform's interface of this point, without a reference.

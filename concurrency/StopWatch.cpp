@@ -17,6 +17,7 @@ namespace
 
 constexpr __int64 kHighest = std::numeric_limits<__int64>::max();
 constexpr __int64 kLowest = std::numeric_limits<__int64>::min();
+
 // Also for the conversions and the quick stopwatch, which look for nothing.
 struct AtLoad
 {
@@ -40,21 +41,52 @@ constexpr __int64 Multiply(__int64 a, __int64 b) noexcept
     return static_cast<__int64>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }
 
-/// What a second has of the unit; 0 for raw ticks and for what is no unit.
-constexpr __int64 Factor(ETimeUnit unit) noexcept
+constexpr __int64 kUsualFrequency = 10'000'000;
+
+/// A unit of time, and how to convert to it at the usual frequency without a division.
+///
+/// There, a count of ticks is divided by 10^n. The reciprocal of that stands here as the sum of `high`, which has so
+/// few bits that its product with a count below `limit` is exact, and `low`, the rest. The sum of the two products is
+/// off by less than the distance of the quotient from the middle between two doubles, so it is the double nearest to
+/// the quotient: the same that multiplication by the factor (exact for such counts) and division by the frequency give.
+struct Unit
+{
+    __int64 factor; ///< of a second; 0 for raw ticks and for what is no unit
+    unsigned __int64 limit = 0;
+    double high = 0.0;
+    double low = 0.0;
+};
+
+constexpr Unit MakeUnit(__int64 factor, unsigned limitBits, unsigned highScaleBits)
+{
+    unsigned __int64 const divisor = static_cast<unsigned __int64>(kUsualFrequency / factor);
+    unsigned __int64 const one = 1;
+    unsigned __int64 const scale = one << highScaleBits;
+    double const doubleScale = static_cast<double>(scale);
+    return {factor, one << limitBits, static_cast<double>(scale / divisor) / doubleScale,
+            static_cast<double>(scale % divisor) / (static_cast<double>(divisor) * doubleScale)};
+}
+
+constexpr Unit kTicks{0};
+constexpr Unit kSeconds = MakeUnit(1, 27, 49);
+constexpr Unit kMilliseconds = MakeUnit(1'000, 36, 30);
+constexpr Unit kMicroseconds = MakeUnit(1'000'000, 39, 16);
+constexpr Unit kNanoseconds{1'000'000'000, 0x100000000, 100.0, 0.0};
+
+constexpr Unit const & UnitOf(ETimeUnit unit) noexcept
 {
     switch (unit)
     {
     case TimeUnitSeconds:
-        return 1;
+        return kSeconds;
     case TimeUnitMilliseconds:
-        return 1'000;
+        return kMilliseconds;
     case TimeUnitMicroseconds:
-        return 1'000'000;
+        return kMicroseconds;
     case TimeUnitNanoseconds:
-        return 1'000'000'000;
+        return kNanoseconds;
     default:
-        return 0;
+        return kTicks;
     }
 }
 
@@ -159,11 +191,15 @@ double CTLStopWatch::GetFinalReading(ETimeUnit unit) const
 
 double CTLStopWatch::ConvertTime(__int64 ticks, ETimeUnit unit) noexcept
 {
-    __int64 const factor = Factor(unit);
-    if (factor == 0)
-        return static_cast<double>(ticks);
+    Unit const & to = UnitOf(unit);
+    __int64 const frequency = m_nGlobalFrequency.load(kRelaxed);
+    double const exact = static_cast<double>(ticks);
+    if (static_cast<unsigned __int64>(ticks) < to.limit && frequency == kUsualFrequency) [[likely]]
+        return exact * to.high + exact * to.low;
+    if (to.factor == 0)
+        return exact;
     // The product comes first and may wrap, on purpose: small values stay exact so.
-    return static_cast<double>(Multiply(ticks, factor)) / static_cast<double>(m_nGlobalFrequency.load(kRelaxed));
+    return static_cast<double>(Multiply(ticks, to.factor)) / static_cast<double>(frequency);
 }
 
 double CTLStopWatch::ConvertTime(double value, ETimeUnit from, ETimeUnit to) noexcept
@@ -178,7 +214,7 @@ double CTLStopWatch::ConvertTimeToSeconds(__int64 ticks) noexcept
 
 __int64 CTLStopWatch::ConvertTimeToTicks(double value, ETimeUnit unit) noexcept
 {
-    __int64 const factor = Factor(unit);
+    __int64 const factor = UnitOf(unit).factor;
     return factor == 0 ? Truncate(value)
                        : Truncate(static_cast<double>(m_nGlobalFrequency.load(kRelaxed)) * value) / factor;
 }

@@ -115,6 +115,7 @@ TEST(StopWatch, ConvertsTicksByMultiplyingFirst)
         }
         if (ticks < Ticks{1} << 33)
         {
+            ASSERT_EQ(CTLStopWatch::ConvertTime(ticks, TimeUnitNanoseconds), exact * 1e9 / 1e7) << ticks;
             ASSERT_EQ(CTLStopWatch::ConvertTime(ticks, TimeUnitMicroseconds), exact * 1e6 / 1e7) << ticks;
         }
     }

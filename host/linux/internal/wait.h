@@ -12,22 +12,25 @@
 //         Signal input;                                   // manual reset: set while (fresh & mask) != 0
 //     };
 //
-//     // Post, from any thread:                   // MsgWaitForMultipleObjects, on the queue's own thread:
-//     MutexLock const held(queue.lock);           {
-//     queue.fresh |= QS_POSTMESSAGE;                  MutexLock const held(queue.lock);
-//     if ((queue.fresh & queue.mask) != 0)            queue.mask = mask;
-//         queue.input.Set();                          (queue.fresh & mask) != 0 ? queue.input.Set() :
-//         queue.input.Reset();
-//                                                 }
-//                                                 DWORD const result = WaitForHandlesOr(queue.input, count, handles,
-//                                                 all, ms);
-//                                                 // then, under the lock again: mask = 0, and take the bits if result
-//                                                 == count
+//     // Post, from any thread:
+//     MutexLock const held(queue.lock);
+//     queue.fresh |= QS_POSTMESSAGE;
+//     if ((queue.fresh & queue.mask) != 0)
+//         queue.input.Set();
+//
+//     // MsgWaitForMultipleObjects, on the queue's own thread:
+//     {
+//         MutexLock const held(queue.lock);
+//         queue.mask = mask;
+//         (queue.fresh & mask) != 0 ? queue.input.Set() : queue.input.Reset();
+//     }
+//     DWORD const result = WaitForHandlesOr(queue.input, count, handles, all, milliseconds);
+//     // Under the lock again: mask = 0, and the bits are taken if the result is `count`.
 //
 // Set() without a waiter is one atomic step; with one, the waiter is handed its result and woken by one futex call. Set
-// and Reset are leaves: they take no lock of the caller's and may be called under any. A wait for all ends
-// with all of the handles at one moment, or with the signal; nothing is taken from an auto-reset event before. A wait
-// that waits for a reply as well as for input (SendMessageW) does so with one more bit in the same queue and Signal.
+// and Reset are leaves: they take no lock of the caller's and may be called under any. A wait for all ends with all of
+// the handles at one moment, or with the signal; nothing is taken from an auto-reset event before. A wait that waits
+// for a reply as well as for input (SendMessageW) does so with one more bit in the same queue and Signal.
 //
 // What is to happen when a thread ends, on that thread (its windows die with it): AtThreadExit in thread_record.h.
 #pragma once
@@ -56,14 +59,11 @@ private:
     Waitable m_waitable;
 };
 
-/// How many handles a wait takes beside a signal, and without.
-constexpr DWORD kMostWaitHandles = 64;
-
 /// Waits for handles or a signal, for at most `milliseconds` (INFINITE: no limit; 0: looks, and takes what is there).
 /// Any: the index of the first handle that was there, `count` for the signal, which comes after the handles when
-/// several are. All: 0 when all handles were there together, else `count` for the signal.
-/// WAIT_TIMEOUT otherwise, WAIT_FAILED with the status in GetLastError for a handle that isn't one, for more than
-/// kMostWaitHandles - 1 of them, and for the same object twice in a wait for all. `count` may be 0.
+/// several are. All: 0 when all handles were there together, else `count` for the signal. WAIT_TIMEOUT otherwise,
+/// WAIT_FAILED with the status in GetLastError for a handle that isn't one, for more than 63 of them, and for the same
+/// object twice in a wait for all. `count` may be 0.
 DWORD WaitForHandlesOr(Signal & signal, DWORD count, HANDLE const * handles, bool all, DWORD milliseconds) noexcept;
 
 } // namespace qvlib::host

@@ -2,6 +2,7 @@
 
 #include "qvlib/host/error.h"
 #include "qvlib/host/messages.h"
+#include "support/allocation_sweep.h"
 
 #include <gtest/gtest.h>
 
@@ -194,6 +195,69 @@ TEST(MessageQueue, ManyProducersKeepTheirOrder)
                 }));
     }
     done.Wait();
+}
+
+TEST(MessageQueue, WorksWithoutAllocationOnceWarm)
+{
+    test::Procedure procedure = [](HWND, UINT, WPARAM wParam, LPARAM) { return static_cast<LRESULT>(wParam); };
+    HWND const window = test::NewWindow(&procedure);
+    test::MessageThread other(procedure);
+    auto const work = [&]
+    {
+        MSG message;
+        for (WPARAM i = 0; i < 100; ++i)
+            ASSERT_TRUE(PostMessageW(window, WM_APP, i, 0));
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+            ASSERT_EQ(DispatchMessageW(&message), static_cast<LRESULT>(message.wParam));
+        ASSERT_EQ(SendMessageW(other.Window(), WM_APP, 5, 0), 5);
+        ASSERT_EQ(MsgWaitForMultipleObjects(0, nullptr, FALSE, 1, QS_ALLINPUT), WAIT_TIMEOUT);
+    };
+    work();
+    qvlib_test::AllocationCount const allocations;
+    for (int i = 0; i < 10; ++i)
+        work();
+    EXPECT_EQ(allocations.Value(), 0U);
+    DestroyWindow(window);
+}
+
+TEST(MessageQueue, SurvivesWantOfMemory)
+{
+    static LRESULT s_ran = 0;
+    WNDPROC const count = [](HWND window, UINT message, WPARAM wParam, LPARAM lParam) -> LRESULT
+    { return message == WM_APP ? ++s_ran : DefWindowProcW(window, message, wParam, lParam); };
+    test::MessageThread other([](HWND, UINT, WPARAM, LPARAM) -> LRESULT { return 1; });
+    std::size_t hit = 0;
+    test::Thread(
+        [&]
+        {
+            LRESULT posted = 0;
+            hit = qvlib_test::SweepAllocations(
+                [&]
+                {
+                    WNDCLASSEXW type{};
+                    type.cbSize = sizeof type;
+                    type.lpfnWndProc = count;
+                    type.lpszClassName = L"A class whose name is too long to stand in a string itself";
+                    RegisterClassExW(&type);
+                    HWND const window = CreateWindowExW(0, type.lpszClassName, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                                        nullptr, nullptr, nullptr);
+                    s_ran = posted = 0;
+                    for (int i = 0; window != nullptr && i < 100; ++i)
+                        posted += PostMessageW(window, WM_APP, 0, 0);
+                    MSG message;
+                    while (PeekMessageW(&message, window, 0, 0, PM_REMOVE))
+                        DispatchMessageW(&message);
+                    SendMessageW(other.Window(), WM_APP, 0, 0);
+                    SendNotifyMessageW(other.Window(), WM_APP, 0, 0);
+                    RegisterWindowMessageW(L"A message whose name is too long to stand in a string itself");
+                    if (window != nullptr)
+                        DestroyWindow(window);
+                    UnregisterClassW(type.lpszClassName, nullptr);
+                },
+                [&] { EXPECT_EQ(s_ran, posted); }); // what was taken in arrived
+        });
+    EXPECT_GE(hit, 5U);
+    EXPECT_FALSE(UnregisterClassW(L"A class whose name is too long to stand in a string itself", nullptr));
 }
 
 TEST(MessageQueue, NamesGiveNumbers)

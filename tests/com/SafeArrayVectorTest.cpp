@@ -231,16 +231,16 @@ TEST(SafeArrayVector, HandsElementsOver)
 TEST(SafeArrayVector, NeverReadsOutsideTheData)
 {
     // Each kind in an array of each width, as many elements as make odd sizes: what is read lies in the data.
-    for (VARTYPE const held : {VT_I1, VT_UI1, VT_I2, VT_I4, VT_I8, VT_DECIMAL})
-        for (VARTYPE const vt : {VT_I1, VT_UI1, VT_UI2, VT_R4, VT_DATE, VT_DECIMAL, VT_CY, VT_ERROR})
+    for (int const held : {VT_I1, VT_UI1, VT_I2, VT_I4, VT_I8, VT_DECIMAL})
+        for (int const vt : {VT_I1, VT_UI1, VT_UI2, VT_R4, VT_DATE, VT_DECIMAL, VT_CY, VT_ERROR})
             for (ULONG count = 0; count < 9; ++count)
             {
                 std::vector<unsigned char> const bytes(16 * count + 1, 1);
-                qrvariant_t array = ArrayOf(held, count, bytes.data());
+                qrvariant_t array = ArrayOf(static_cast<VARTYPE>(held), count, bytes.data());
                 array.vt = static_cast<VARTYPE>(VT_ARRAY | vt);
                 safearrayvector const vector(array, VariantOwnershipRefer);
                 std::size_t const size = count * array.parray->cbElements;
-                std::size_t const step = safearrayvector::GetDataSize(vt);
+                std::size_t const step = safearrayvector::GetDataSize(static_cast<VARTYPE>(vt));
                 std::size_t const width = vt == VT_UI1 ? 1 : step;
                 for (unsigned long i = 0; i < vector.size(); ++i)
                     EXPECT_EQ(CodeOf(vector, i), step != 0 && i * step + width <= size ? S_OK : E_INVALIDARG)

@@ -169,8 +169,9 @@ TEST(QrVariant, EveryAssignmentReleasesWhatWasHeldAndMakesItsKind)
         }
         qrvariant_t text(L"text");
         text = text.bstrVal;
-        text = text;
-        text = std::move(text);
+        qrvariant_t & same = text;
+        text = same;
+        text = std::move(same);
         text = static_cast<tagVARIANT const *>(&text);
         EXPECT_EQ(text.GetAsString(), L"text");
         qrvariant_t held(static_cast<IUnknown *>(&object));

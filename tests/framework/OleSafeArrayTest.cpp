@@ -85,7 +85,8 @@ TEST(OleSafeArray, GrowsCopiesAndPassesOn)
     COleSafeArray copy(texts);
     COleSafeArray moved(std::move(copy));
     copy = texts;
-    moved = moved;
+    COleSafeArray const & same = moved;
+    moved = same;
     VARIANT passed = moved.Detach();
     EXPECT_EQ(moved.vt, VT_EMPTY);
     list.Attach(passed);

@@ -26,16 +26,15 @@
 //    copy of it that somebody waits on becomes signalled at the thread's end;
 //  - whoever then sees m_hThread null may delete the object, or call CreateThread anew. Both wait for the few steps
 //    that are left to the thread. Nothing of a derived class is touched in these, only CWinThread itself;
-//  - whoever waits on a copy of the handle must not let the object end meanwhile. Where m_bAutoDelete is set, that
-//  takes
-//    a handle of one's own (DuplicateHandle).
+//  - whoever waits on a copy of the handle must not let the object end meanwhile. Where m_bAutoDelete is set, one
+//    waits on a handle of one's own (DuplicateHandle).
 //
 // An object that is deleted on its own thread, in a message, ends the loop as a request to quit would, without
 // ExitInstance. One that is deleted elsewhere while its thread runs asks it to quit and waits; its derived parts are
 // gone by then, so don't rely on it.
 //
-// Thread rule: CreateThread, Create-like calls and deletion are for one thread at a time. m_hThread, m_nThreadID,
-// m_bAutoDelete, PostThreadMessage and DeleteWhenEnded are thread-safe. All else belongs to the thread itself.
+// Thread rule: CreateThread and deletion are for one thread at a time. m_hThread, m_nThreadID, m_bAutoDelete,
+// PostThreadMessage and DeleteWhenEnded are thread-safe. All else is thread-affine to the thread itself.
 #pragma once
 
 #include "qvlib/export.h"

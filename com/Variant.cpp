@@ -133,6 +133,14 @@ IUnknown * variant_reader::GetIUnknown(bool strict) const
     return nullptr;
 }
 
+bool variant_reader::operator<(variant_reader const & other) const
+{
+    // VarCmp changes neither.
+    auto & left = const_cast<variant_reader &>(*this);
+    auto & right = const_cast<variant_reader &>(other);
+    return VarCmp(&left, &right, 0, 0) == VARCMP_LT;
+}
+
 std::ostream & variant_reader::WriteValueToStream(std::ostream & stream) const
 {
     switch (vt)
@@ -447,14 +455,6 @@ void qrvariant_t::TransferOwnershipTo(tagVARIANT & target)
         _com_issue_error(result);
     }
     target = content;
-}
-
-bool qrvariant_t::operator<(qrvariant_t const & other) const
-{
-    // VarCmp changes neither.
-    auto & left = const_cast<qrvariant_t &>(*this);
-    auto & right = const_cast<qrvariant_t &>(other);
-    return VarCmp(&left, &right, 0, 0) == VARCMP_LT;
 }
 
 } // namespace qvlib

@@ -69,6 +69,11 @@ public:
     std::ostream & WriteValueToStream(std::ostream & stream) const;
     std::wostream & WriteValueToStream(std::wostream & stream) const;
 
+    /// VarCmp(this, &other, 0, 0) says less. False where there is no answer.
+    bool operator<(variant_reader const & other) const;
+    /// Would compare addresses, by way of the conversion to a pointer.
+    bool operator==(variant_reader const &) const = delete;
+
 protected:
     variant_reader() noexcept : tagVARIANT() {}
     explicit variant_reader(tagVARIANT const & bits) noexcept : tagVARIANT(bits) {}
@@ -189,10 +194,9 @@ public:
     /// Clears `target`, which must be a live variant, and gives it the content; this variant is left empty.
     void TransferOwnershipTo(tagVARIANT & target);
 
-    /// VarCmp(this, &other, 0, 0) says less. False where there is no answer.
-    bool operator<(qrvariant_t const & other) const;
-    /// Would compare addresses, by way of the conversion to a pointer.
-    bool operator==(qrvariant_t const &) const = delete;
+    /// The same as between views; here the right side may be whatever a variant is made of.
+    bool operator<(qrvariant_t const & other) const { return variant_reader::operator<(other); }
+    using variant_reader::operator<;
 
 private:
     /// Whether a variant of the kind owns nothing, so that its bits are a copy.

@@ -311,6 +311,12 @@ TEST(QrVariant, StandsInOrderByMeaning)
     EXPECT_TRUE(qrvariant_t(2) < qrvariant_t(3));
     EXPECT_FALSE(qrvariant_t(L"b") < qrvariant_t(L"a"));
     EXPECT_TRUE(qrvariant_t(99) < qrvariant_t(L"1"));
+    EXPECT_TRUE(qrvariant_t(2) < 3L);
+    qrvariant_t const small(1);
+    qrvariant_t const large(2.5);
+    EXPECT_TRUE(tmpvariant_t(small) < tmpvariant_t(large)); // by value, not by address
+    EXPECT_FALSE(tmpvariant_t(large) < tmpvariant_t(small));
+    EXPECT_TRUE(small < tmpvariant_t(large));
     std::set<qrvariant_t> const sorted{qrvariant_t(3), qrvariant_t(1.5), qrvariant_t(L"x"), qrvariant_t(1.5F)};
     EXPECT_EQ(sorted.size(), 3U);
 }

@@ -180,6 +180,15 @@ icu::UnicodeString IcuPattern(Pattern pattern, icu::Locale const & locale)
     return StylePattern(std::unique_ptr<Format>(Format::createTimeInstance(Format::kShort, locale)).get());
 }
 
+/// Whether ICU knows the language. Asked for one that it has not, it answers with the locale of the process.
+bool HasData(icu::Locale const & locale)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    UResourceBundle * const bundle = ures_open(nullptr, locale.getName(), &status);
+    ures_close(bundle);
+    return U_SUCCESS(status) && status != U_USING_DEFAULT_WARNING;
+}
+
 /// What the platform writes where nothing is known of a locale, and in the invariant one.
 wchar_t const * PlainPattern(Pattern pattern)
 {
@@ -229,11 +238,13 @@ icu::Locale IcuLocale(std::string const & name)
 {
     UErrorCode status = U_ZERO_ERROR;
     icu::Locale locale = icu::Locale::forLanguageTag(name, status);
-    status = U_ZERO_ERROR;
-    // Asked for a language that it has not, ICU answers with the locale of the process.
-    UResourceBundle * const bundle = ures_open(nullptr, locale.getName(), &status);
-    ures_close(bundle);
-    return status == U_USING_DEFAULT_WARNING || U_FAILURE(status) ? icu::Locale("en", locale.getCountry()) : locale;
+    if (HasData(locale))
+    {
+        return locale;
+    }
+    icu::Locale neighbour("und", locale.getCountry());
+    neighbour.addLikelySubtags(status);
+    return HasData(neighbour) ? neighbour : icu::Locale("en", locale.getCountry());
 }
 
 std::wstring PatternOf(Pattern pattern, std::string const & name)

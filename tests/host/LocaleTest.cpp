@@ -447,6 +447,15 @@ TEST(Locale, MonthsBesideADayAreInTheirOwnForm)
     EXPECT_EQ(Date(kEnglishUS, date, L"gg g"), L"AD AD"); // two letters are one era
 }
 
+TEST(Locale, LanguagesWithoutDataAreWrittenAsTheirRegionIs)
+{
+    SYSTEMTIME const date = {2024, 5, 0, 29, 0, 0, 0, 0};
+    EXPECT_EQ(Date(0x0483, date, nullptr, DATE_LONGDATE), L"mercredi 29 mai 2024"); // Corsican
+    EXPECT_EQ(Amount(0x0483, L"1234.5"), L"1\u00A0234,50 \u20AC");
+    EXPECT_EQ(Date(0x047C, date, L"dddd"), L"Wednesday"); // Mohawk
+    EXPECT_EQ(Item(0x0483, LOCALE_SISO639LANGNAME), L"co");
+}
+
 TEST(Locale, DatesEndWithTheCalendar)
 {
     auto const written = [](WORD year, WORD month, WORD day) {

@@ -27,8 +27,8 @@ PlatformForm const * FindPlatformForm(std::string_view name);
 /// The name with the region that the language is mostly used in: "en" is "en-US".
 std::string WithRegion(std::string const & name);
 
-/// The ICU locale of a BCP 47 name: where ICU has no data of the language, those of English with the name's region, and
-/// never those of the process's own locale.
+/// The ICU locale of a BCP 47 name: where ICU has no data of the language, that of the region's main language, else
+/// English with the region, and never the locale of the process.
 icu::Locale IcuLocale(std::string const & name);
 
 enum class Pattern

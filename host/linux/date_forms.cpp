@@ -153,8 +153,9 @@ std::unique_ptr<DateForms> MakeForms(std::string const & name)
     }
     // The platform's own forms are kept by the name with the region.
     std::string const & patternName = FindPlatformForm(form) != nullptr ? form : name;
-    forms->date = PlainForm(PatternOf(Pattern::ShortDate, patternName));
-    forms->time = PlainForm(PatternOf(Pattern::Time, patternName));
+    PatternReader patterns(patternName);
+    forms->date = PlainForm(patterns.Read(Pattern::ShortDate));
+    forms->time = PlainForm(patterns.Read(Pattern::Time));
     HalfDayMarks(patternName, forms->am, forms->pm);
     AddName(*forms, forms->am, DateName::HalfDay, 0);
     AddName(*forms, forms->pm, DateName::HalfDay, 1);

@@ -186,7 +186,25 @@ void Take(std::wstring (&names)[Count], icu::UnicodeString const * texts, int co
 void ReadCalendar(LocaleData & data, icu::Locale const & own)
 {
     UErrorCode status = U_ZERO_ERROR;
-    icu::Locale locale = own;
+    std::unique_ptr<icu::Calendar> const calendar(icu::Calendar::createInstance(own, status));
+    if (U_SUCCESS(status))
+    {
+        data.firstDayOfWeek = static_cast<unsigned>((calendar->getFirstDayOfWeek() + 5) % 7);
+        std::string_view const type = calendar->getType();
+        data.calendar = type == "japanese"           ? 3
+                        : type == "roc"              ? 4
+                        : type == "buddhist"         ? 7
+                        : type == "persian"          ? 22
+                        : type == "islamic-umalqura" ? 23
+                                                     : 1;
+    }
+    status = U_ZERO_ERROR;
+    data.measure = ulocdata_getMeasurementSystem(own.getName(), &status) == UMS_US ? 1 : 0;
+}
+
+void ReadDateNames(LocaleDates & data, icu::Locale locale)
+{
+    UErrorCode status = U_ZERO_ERROR;
     locale.setKeywordValue("calendar", "gregorian", status);
     using Symbols = icu::DateFormatSymbols;
     Symbols const symbols(locale, status);
@@ -208,31 +226,21 @@ void ReadCalendar(LocaleData & data, icu::Locale const & own)
     {
         data.era = Wide(texts[1]);
     }
-    std::unique_ptr<icu::Calendar> const calendar(icu::Calendar::createInstance(own, status));
-    if (U_SUCCESS(status))
-    {
-        data.firstDayOfWeek = static_cast<unsigned>((calendar->getFirstDayOfWeek() + 5) % 7);
-        std::string_view const type = calendar->getType();
-        data.calendar = type == "japanese"           ? 3
-                        : type == "roc"              ? 4
-                        : type == "buddhist"         ? 7
-                        : type == "persian"          ? 22
-                        : type == "islamic-umalqura" ? 23
-                                                     : 1;
-    }
-    status = U_ZERO_ERROR;
-    data.measure = ulocdata_getMeasurementSystem(own.getName(), &status) == UMS_US ? 1 : 0;
 }
 
-void ReadPatterns(LocaleData & data, std::string const & name)
+std::unique_ptr<LocaleDates> MakeDates(std::string const & tag)
 {
-    data.shortDate = PatternOf(Pattern::ShortDate, name);
-    data.longDate = PatternOf(Pattern::LongDate, name);
-    data.yearMonth = PatternOf(Pattern::YearMonth, name);
-    data.monthDay = PatternOf(Pattern::MonthDay, name);
-    data.time = PatternOf(Pattern::Time, name);
-    data.shortTime = PatternOf(Pattern::ShortTime, name);
-    HalfDayMarks(name, data.am, data.pm);
+    auto dates = std::make_unique<LocaleDates>();
+    ReadDateNames(*dates, tag == "und" ? icu::Locale::getUS() : IcuLocale(tag));
+    PatternReader patterns(tag);
+    dates->shortDate = patterns.Read(Pattern::ShortDate);
+    dates->longDate = patterns.Read(Pattern::LongDate);
+    dates->yearMonth = patterns.Read(Pattern::YearMonth);
+    dates->monthDay = patterns.Read(Pattern::MonthDay);
+    dates->time = patterns.Read(Pattern::Time);
+    dates->shortTime = patterns.Read(Pattern::ShortTime);
+    HalfDayMarks(tag, dates->am, dates->pm);
+    return dates;
 }
 
 /// What the platform is known to have otherwise than ICU.
@@ -291,7 +299,7 @@ std::unique_ptr<LocaleData> MakeData(LCID id)
     ReadCurrency(*data, locale);
     ReadNames(*data, locale, tag);
     ReadCalendar(*data, locale);
-    ReadPatterns(*data, tag);
+    data->tag = tag;
     if (invariant)
     {
         MakeInvariant(*data);
@@ -309,6 +317,23 @@ std::unique_ptr<LocaleData> MakeData(LCID id)
 }
 
 } // namespace
+
+LocaleData::~LocaleData() { delete dates.load(std::memory_order_relaxed); }
+
+LocaleDates const & LocaleData::Dates() const
+{
+    LocaleDates const * known = dates.load(std::memory_order_acquire);
+    if (known == nullptr)
+    {
+        std::unique_ptr<LocaleDates> made = MakeDates(tag);
+        // Another thread may have been faster.
+        if (dates.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel, std::memory_order_acquire))
+        {
+            known = made.release();
+        }
+    }
+    return *known;
+}
 
 unsigned GroupingCode(std::wstring const & grouping)
 {

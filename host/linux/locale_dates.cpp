@@ -104,7 +104,8 @@ bool HasDay(std::wstring_view pattern)
     return found;
 }
 
-void PutDate(Text & text, std::wstring_view pattern, LocaleData const & data, SYSTEMTIME const & date, unsigned weekday)
+void PutDate(Text & text, std::wstring_view pattern, LocaleDates const & data, SYSTEMTIME const & date,
+             unsigned weekday)
 {
     bool const beside = HasDay(pattern);
     std::size_t const month = date.wMonth - 1U;
@@ -159,7 +160,7 @@ bool IsLeftOut(wchar_t letter, DWORD flags)
            (letter == L'm' && (flags & TIME_NOMINUTESORSECONDS) != 0);
 }
 
-void PutTime(Text & text, std::wstring_view pattern, LocaleData const & data, SYSTEMTIME const & time, DWORD flags)
+void PutTime(Text & text, std::wstring_view pattern, LocaleDates const & data, SYSTEMTIME const & time, DWORD flags)
 {
     std::size_t behindField = 0;
     WalkPattern(pattern, text,
@@ -276,12 +277,13 @@ int GetDateFormatW(LCID locale, DWORD flags, SYSTEMTIME const * date, LPCWSTR pa
     }
     std::uint32_t const serial = static_cast<std::uint32_t>(SerialFromCivil(day.wYear, day.wMonth, day.wDay));
     unsigned const weekday = (serial + kEpoch + 3) % 7;
+    LocaleDates const & dates = data->Dates();
     std::wstring_view const form = pattern != nullptr         ? std::wstring_view(pattern)
-                                   : choice == DATE_LONGDATE  ? data->longDate
-                                   : choice == DATE_YEARMONTH ? data->yearMonth
-                                   : choice == DATE_MONTHDAY  ? data->monthDay
-                                                              : data->shortDate;
-    return WriteText(buffer, size, [&](Text & text) { PutDate(text, form, *data, day, weekday); });
+                                   : choice == DATE_LONGDATE  ? dates.longDate
+                                   : choice == DATE_YEARMONTH ? dates.yearMonth
+                                   : choice == DATE_MONTHDAY  ? dates.monthDay
+                                                              : dates.shortDate;
+    return WriteText(buffer, size, [&](Text & text) { PutDate(text, form, dates, day, weekday); });
 }
 
 int GetTimeFormatW(LCID locale, DWORD flags, SYSTEMTIME const * time, LPCWSTR pattern, LPWSTR buffer, int size)
@@ -302,6 +304,7 @@ int GetTimeFormatW(LCID locale, DWORD flags, SYSTEMTIME const * time, LPCWSTR pa
     {
         return Refuse(ERROR_INVALID_PARAMETER);
     }
-    std::wstring_view const form = pattern != nullptr ? std::wstring_view(pattern) : data->time;
-    return WriteText(buffer, size, [&](Text & text) { PutTime(text, form, *data, moment, flags); });
+    LocaleDates const & dates = data->Dates();
+    std::wstring_view const form = pattern != nullptr ? std::wstring_view(pattern) : dates.time;
+    return WriteText(buffer, size, [&](Text & text) { PutTime(text, form, dates, moment, flags); });
 }

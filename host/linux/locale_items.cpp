@@ -67,10 +67,10 @@ bool NumberItem(LocaleData const & data, LCTYPE item, DWORD & value)
         value = data.negativeCurrency;
         return true;
     case LOCALE_IDATE:
-        value = DateOrder(data.shortDate);
+        value = DateOrder(data.Dates().shortDate);
         return true;
     case LOCALE_ITIME:
-        value = data.time.find(L'H') != std::wstring::npos ? 1 : 0;
+        value = data.Dates().time.find(L'H') != std::wstring::npos ? 1 : 0;
         return true;
     case LOCALE_ICALENDARTYPE:
         value = data.calendar;
@@ -122,13 +122,13 @@ std::wstring const * KeptItem(LocaleData const & data, LCTYPE item, bool besideD
     case LOCALE_SMONGROUPING:
         return &data.money.grouping;
     case LOCALE_SSHORTDATE:
-        return &data.shortDate;
+        return &data.Dates().shortDate;
     case LOCALE_SLONGDATE:
-        return &data.longDate;
+        return &data.Dates().longDate;
     case LOCALE_S1159:
-        return &data.am;
+        return &data.Dates().am;
     case LOCALE_S2359:
-        return &data.pm;
+        return &data.Dates().pm;
     case LOCALE_SNEGATIVESIGN:
         return &data.negativeSign;
     case LOCALE_SISO639LANGNAME:
@@ -142,15 +142,15 @@ std::wstring const * KeptItem(LocaleData const & data, LCTYPE item, bool besideD
     case LOCALE_SPERCENT:
         return &data.percent;
     case LOCALE_SMONTHDAY:
-        return &data.monthDay;
+        return &data.Dates().monthDay;
     case LOCALE_SSHORTTIME:
-        return &data.shortTime;
+        return &data.Dates().shortTime;
     case LOCALE_SENGLANGUAGE:
         return &data.englishLanguage;
     case LOCALE_STIMEFORMAT:
-        return &data.time;
+        return &data.Dates().time;
     case LOCALE_SYEARMONTH:
-        return &data.yearMonth;
+        return &data.Dates().yearMonth;
     case LOCALE_SENGCURRNAME:
         return &data.englishCurrency;
     case LOCALE_SNATIVECURRNAME:
@@ -160,19 +160,20 @@ std::wstring const * KeptItem(LocaleData const & data, LCTYPE item, bool besideD
     }
     if (item >= LOCALE_SDAYNAME1 && item < LOCALE_SDAYNAME1 + 7)
     {
-        return &data.days[(item - LOCALE_SDAYNAME1 + 1) % 7];
+        return &data.Dates().days[(item - LOCALE_SDAYNAME1 + 1) % 7];
     }
     if (item >= LOCALE_SABBREVDAYNAME1 && item < LOCALE_SABBREVDAYNAME1 + 7)
     {
-        return &data.shortDays[(item - LOCALE_SABBREVDAYNAME1 + 1) % 7];
+        return &data.Dates().shortDays[(item - LOCALE_SABBREVDAYNAME1 + 1) % 7];
     }
     if (item >= LOCALE_SMONTHNAME1 && item < LOCALE_SMONTHNAME1 + 12)
     {
-        return &(besideDays ? data.monthsOfDays : data.months)[item - LOCALE_SMONTHNAME1];
+        return &(besideDays ? data.Dates().monthsOfDays : data.Dates().months)[item - LOCALE_SMONTHNAME1];
     }
     if (item >= LOCALE_SABBREVMONTHNAME1 && item < LOCALE_SABBREVMONTHNAME1 + 12)
     {
-        return &(besideDays ? data.shortMonthsOfDays : data.shortMonths)[item - LOCALE_SABBREVMONTHNAME1];
+        return &(besideDays ? data.Dates().shortMonthsOfDays
+                            : data.Dates().shortMonths)[item - LOCALE_SABBREVMONTHNAME1];
     }
     return nullptr;
 }
@@ -197,10 +198,10 @@ bool MadeItem(LocaleData const & data, LCTYPE item, std::wstring & text)
         text = HexId(data.id);
         return true;
     case LOCALE_SDATE:
-        text = Between(data.shortDate, L"dMy");
+        text = Between(data.Dates().shortDate, L"dMy");
         return true;
     case LOCALE_STIME:
-        text = Between(data.time, L"hHms");
+        text = Between(data.Dates().time, L"hHms");
         return true;
     case LOCALE_SPOSITIVESIGN:
         return true;

@@ -3,11 +3,10 @@
 #include "qvlib/host/crt.h"
 
 #include <algorithm>
-#include <memory>
 #include <unicode/dtfmtsym.h>
-#include <unicode/dtptngen.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/ures.h>
+#include <utility>
 
 namespace qvlib::host::internal
 {
@@ -147,39 +146,6 @@ icu::UnicodeString StylePattern(icu::DateFormat const * format)
     return text;
 }
 
-icu::UnicodeString SkeletonPattern(char const * skeleton, icu::Locale const & locale)
-{
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::DateTimePatternGenerator> const generator(
-        icu::DateTimePatternGenerator::createInstance(locale, status));
-    if (U_FAILURE(status))
-    {
-        return {};
-    }
-    return generator->getBestPattern(icu::UnicodeString(skeleton, -1, US_INV), status);
-}
-
-icu::UnicodeString IcuPattern(Pattern pattern, icu::Locale const & locale)
-{
-    using Format = icu::DateFormat;
-    switch (pattern)
-    {
-    case Pattern::ShortDate:
-        return SkeletonPattern("yMd", locale); // the short style would have years of two digits
-    case Pattern::LongDate:
-        return StylePattern(std::unique_ptr<Format>(Format::createDateInstance(Format::kFull, locale)).get());
-    case Pattern::YearMonth:
-        return SkeletonPattern("yMMMM", locale);
-    case Pattern::MonthDay:
-        return SkeletonPattern("MMMMd", locale);
-    case Pattern::Time:
-        return StylePattern(std::unique_ptr<Format>(Format::createTimeInstance(Format::kMedium, locale)).get());
-    case Pattern::ShortTime:
-        break;
-    }
-    return StylePattern(std::unique_ptr<Format>(Format::createTimeInstance(Format::kShort, locale)).get());
-}
-
 /// Whether ICU knows the language. Asked for one that it has not, it answers with the locale of the process.
 bool HasData(icu::Locale const & locale)
 {
@@ -247,9 +213,58 @@ icu::Locale IcuLocale(std::string const & name)
     return HasData(neighbour) ? neighbour : icu::Locale("en", locale.getCountry());
 }
 
-std::wstring PatternOf(Pattern pattern, std::string const & name)
+PatternReader::PatternReader(std::string name) : m_name(std::move(name)) {}
+
+PatternReader::~PatternReader() = default;
+
+icu::Locale const & PatternReader::Locale()
 {
-    if (PlatformForm const * const form = FindPlatformForm(name); form != nullptr)
+    if (m_locale == nullptr)
+    {
+        m_locale = std::make_unique<icu::Locale>(IcuLocale(m_name));
+        UErrorCode status = U_ZERO_ERROR;
+        m_locale->setKeywordValue("calendar", "gregorian", status);
+        m_locale->setKeywordValue("numbers", "latn", status);
+    }
+    return *m_locale;
+}
+
+icu::UnicodeString PatternReader::OfSkeleton(char const * skeleton)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    if (m_generator == nullptr)
+    {
+        m_generator.reset(icu::DateTimePatternGenerator::createInstance(Locale(), status));
+    }
+    return U_SUCCESS(status) && m_generator != nullptr
+               ? m_generator->getBestPattern(icu::UnicodeString(skeleton, -1, US_INV), status)
+               : icu::UnicodeString();
+}
+
+icu::UnicodeString PatternReader::OfIcu(Pattern pattern)
+{
+    using Format = icu::DateFormat;
+    switch (pattern)
+    {
+    case Pattern::ShortDate:
+        return OfSkeleton("yMd"); // the short style would have years of two digits
+    case Pattern::LongDate:
+        return StylePattern(std::unique_ptr<Format>(Format::createDateInstance(Format::kFull, Locale())).get());
+    case Pattern::YearMonth:
+        return OfSkeleton("yMMMM");
+    case Pattern::MonthDay:
+        return OfSkeleton("MMMMd");
+    case Pattern::Time:
+        return StylePattern(std::unique_ptr<Format>(Format::createTimeInstance(Format::kMedium, Locale())).get());
+    case Pattern::ShortTime:
+        break;
+    }
+    return StylePattern(std::unique_ptr<Format>(Format::createTimeInstance(Format::kShort, Locale())).get());
+}
+
+std::wstring PatternReader::Read(Pattern pattern)
+{
+    if (PlatformForm const * const form = FindPlatformForm(m_name); form != nullptr)
     {
         if (pattern == Pattern::ShortDate && form->shortDate != nullptr)
         {
@@ -260,16 +275,8 @@ std::wstring PatternOf(Pattern pattern, std::string const & name)
             return form->time;
         }
     }
-    std::wstring text;
-    if (name != "und")
-    {
-        icu::Locale locale = IcuLocale(name);
-        UErrorCode status = U_ZERO_ERROR;
-        locale.setKeywordValue("calendar", "gregorian", status);
-        locale.setKeywordValue("numbers", "latn", status);
-        bool const isTime = pattern == Pattern::Time || pattern == Pattern::ShortTime;
-        text = PlatformPattern(Wide(IcuPattern(pattern, locale)), isTime);
-    }
+    bool const isTime = pattern == Pattern::Time || pattern == Pattern::ShortTime;
+    std::wstring const text = m_name != "und" ? PlatformPattern(Wide(OfIcu(pattern)), isTime) : std::wstring();
     return text.empty() ? PlainPattern(pattern) : text;
 }
 

@@ -3,6 +3,7 @@
 
 #include "qvlib/host/types.h"
 
+#include <atomic>
 #include <string>
 
 namespace qvlib::host::internal
@@ -17,8 +18,36 @@ struct NumberSigns
     unsigned groupingCode = 0; ///< the same as the records have it
 };
 
+/// Patterns and names of dates and times. They take longest to read, and many programs only write numbers.
+struct LocaleDates
+{
+    std::wstring shortDate;
+    std::wstring longDate;
+    std::wstring yearMonth;
+    std::wstring monthDay;
+    std::wstring time;
+    std::wstring shortTime;
+    std::wstring am;
+    std::wstring pm;
+    std::wstring era;
+    std::wstring days[7]; ///< from Sunday
+    std::wstring shortDays[7];
+    std::wstring months[12];
+    std::wstring shortMonths[12];
+    std::wstring monthsOfDays[12]; ///< as they stand beside a day
+    std::wstring shortMonthsOfDays[12];
+};
+
 struct LocaleData
 {
+    LocaleData() = default;
+    ~LocaleData();
+    LocaleData(LocaleData const &) = delete;
+    LocaleData & operator=(LocaleData const &) = delete;
+
+    /// Read when first asked for.
+    LocaleDates const & Dates() const;
+
     LCID id = 0;
     std::wstring name;
 
@@ -47,24 +76,12 @@ struct LocaleData
     std::wstring region;
     std::wstring region3;
 
-    std::wstring shortDate;
-    std::wstring longDate;
-    std::wstring yearMonth;
-    std::wstring monthDay;
-    std::wstring time;
-    std::wstring shortTime;
-    std::wstring am;
-    std::wstring pm;
-    std::wstring era;
-    std::wstring days[7]; ///< from Sunday
-    std::wstring shortDays[7];
-    std::wstring months[12];
-    std::wstring shortMonths[12];
-    std::wstring monthsOfDays[12]; ///< as they stand beside a day
-    std::wstring shortMonthsOfDays[12];
     unsigned calendar = 1;
     unsigned firstDayOfWeek = 0; ///< from Monday
     unsigned measure = 0;
+
+    std::string tag; ///< the BCP 47 name
+    mutable std::atomic<LocaleDates const *> dates{nullptr};
 };
 
 /// The data of a locale, default and neutral ids too, kept for good once read: there are no more than the platform has

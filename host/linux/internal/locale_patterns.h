@@ -1,8 +1,10 @@
 // The patterns in which a locale writes dates and times, in the platform's letters, and the ICU locale behind a name.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
+#include <unicode/dtptngen.h>
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
@@ -41,8 +43,26 @@ enum class Pattern
     ShortTime
 };
 
-/// A pattern of a locale, the platform's own where it is known.
-std::wstring PatternOf(Pattern pattern, std::string const & name);
+/// Reads the patterns of a locale, the platform's own where they are known. ICU is asked for the others only.
+class PatternReader
+{
+public:
+    explicit PatternReader(std::string name);
+    ~PatternReader();
+    PatternReader(PatternReader const &) = delete;
+    PatternReader & operator=(PatternReader const &) = delete;
+
+    std::wstring Read(Pattern pattern);
+
+private:
+    icu::Locale const & Locale();
+    icu::UnicodeString OfSkeleton(char const * skeleton);
+    icu::UnicodeString OfIcu(Pattern pattern);
+
+    std::string m_name;
+    std::unique_ptr<icu::Locale> m_locale;
+    std::unique_ptr<icu::DateTimePatternGenerator> m_generator;
+};
 
 /// The marks of the hours before noon and from noon on.
 void HalfDayMarks(std::string const & name, std::wstring & am, std::wstring & pm);

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -317,6 +318,26 @@ TEST(Timers, RealOnesAreNeverEarly)
         EXPECT_FALSE(timer.early);
         EXPECT_LT(std::chrono::steady_clock::now() - timer.start, std::chrono::seconds(20));
     }
+}
+
+TEST(TimersDeathTest, DoNotKeepAProcessFromEnding)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const nothing = [](UINT, UINT, DWORD_PTR, DWORD_PTR, DWORD_PTR) {};
+    auto const end = [](UINT, UINT, DWORD_PTR, DWORD_PTR, DWORD_PTR) { std::exit(4); };
+    EXPECT_EXIT(
+        {
+            timeSetEvent(1, 0, nothing, 0, TIME_PERIODIC);
+            timeSetEvent(900'000, 0, nothing, 0, TIME_ONESHOT);
+            std::exit(3);
+        },
+        testing::ExitedWithCode(3), "");
+    EXPECT_EXIT(
+        {
+            timeSetEvent(1, 0, end, 0, TIME_ONESHOT); // on the timer thread itself
+            Signal().Await();
+        },
+        testing::ExitedWithCode(4), "");
 }
 
 TEST(Timers, SetAndCancelledByManyThreadsLeaveNothingBehind)

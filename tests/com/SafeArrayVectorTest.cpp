@@ -82,6 +82,9 @@ TEST(SafeArrayVector, IsEmptyOrOneValueOrAnArray)
     for (tmpvariant_t const & each : vector)
         sum += each.GetAsIntegral();
     EXPECT_EQ(sum, 10);
+    vector.Reset(); // the array goes before the vector
+    EXPECT_TRUE(vector.empty());
+    EXPECT_EQ(array.parray->cLocks, 0U);
 }
 
 TEST(SafeArrayVector, RefusesWithoutLosingWhatItHolds)

@@ -29,13 +29,13 @@ void TimerItems::Approach(Index index) const noexcept
 
 TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
-    TargetEntry const * const entry = m_targets.Find(target);
+    TargetEntry const * const entry = FindTarget(target);
     Index index = kNone;
     if (entry == nullptr)
         return index;
     if (entry->HasTable())
         index = TableOf(*entry).Find(eventId);
-    else if (entry->eventId == eventId)
+    else if (At(entry->place).eventId == eventId)
         index = entry->place;
     if (index != kNone)
         Approach(index);
@@ -94,10 +94,9 @@ TimerItems::Index TimerItems::Add(ITimerEvents * target, std::uint32_t eventId)
 
 void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index index)
 {
-    TargetEntry & entry = m_targets.FindOrAdd(target);
+    TargetEntry & entry = m_targets.FindOrAdd(HashOf(target), IsOf{*this, target});
     if (entry.IsEmpty())
     {
-        entry.eventId = eventId;
         entry.place = index;
         return;
     }
@@ -109,8 +108,9 @@ void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index inde
 /// Moves the only timer of a target to a table. Throws std::bad_alloc, and nothing has changed.
 void TimerItems::MakeTable(TargetEntry & entry)
 {
-    auto table = std::make_unique<EventTable>();
-    table->Add(entry.eventId, entry.place);
+    auto table = std::make_unique<TargetTable>();
+    table->target = At(entry.place).target;
+    table->events.Add(At(entry.place).eventId, entry.place);
     if (m_freeTables.empty())
     {
         if (m_freeTables.capacity() <= m_tables.size())
@@ -196,7 +196,7 @@ void TimerItems::DropVoidEntries() noexcept
 
 bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
-    TargetEntry * const entry = m_targets.Find(target);
+    TargetEntry * const entry = FindTarget(target);
     if (entry == nullptr)
         return false;
     Index index = kNone;
@@ -206,7 +206,7 @@ bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
         index = TableOf(*entry).Erase(eventId);
         last = TableOf(*entry).IsEmpty();
     }
-    else if (entry->eventId == eventId)
+    else if (At(entry->place).eventId == eventId)
     {
         index = entry->place;
     }
@@ -221,7 +221,7 @@ bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
 
 bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
 {
-    TargetEntry * const entry = m_targets.Find(target);
+    TargetEntry * const entry = FindTarget(target);
     if (entry == nullptr)
         return false;
     std::size_t count = 0;

@@ -61,8 +61,7 @@ private:
 
     struct Page
     {
-        using Key = std::uint32_t;
-        Key key = 0;
+        std::uint32_t key = 0;
         std::uint32_t count = 0;
         std::array<Index, kPage> indexes{kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone};
         bool IsEmpty() const noexcept { return count == 0; }

@@ -1,4 +1,4 @@
-// A hash table of small entries in one array, for keys that are numbers or addresses.
+// A hash table of small entries in one array, with numbers for keys.
 #pragma once
 
 #include <cstddef>
@@ -9,26 +9,31 @@
 namespace qvlib::internal
 {
 
-/// Open addressing with linear probing. `Entry` has a `Key` type, a `key` of it, and `IsEmpty()`, true for a default
-/// one; whoever adds an entry makes it not empty. Entries move when others come and go. Thread-compatible.
+/// Open addressing with linear probing. `Entry` has a `key` of 32 bits and `IsEmpty()`, true for a default one; whoever
+/// adds an entry makes it not empty. Where the keys are hashes, `matches` tells whether an entry with the same key is
+/// the one that is looked for. Entries move when others come and go. Thread-compatible.
 template <class Entry>
 class FlatTable
 {
 public:
-    using Key = typename Entry::Key;
+    struct Always
+    {
+        bool operator()(Entry const &) const noexcept { return true; }
+    };
 
     std::size_t Size() const noexcept { return m_size; }
 
-    Entry * Find(Key key) noexcept
+    template <class Matches = Always>
+    Entry * Find(std::uint32_t key, Matches const & matches = {}) noexcept
     {
         if (m_size == 0)
             return nullptr;
-        Entry & entry = Place(key);
+        Entry & entry = Place(key, matches);
         return entry.IsEmpty() ? nullptr : &entry;
     }
 
     /// Has the cache fetch the place of a key.
-    void Prefetch(Key key) const noexcept
+    void Prefetch(std::uint32_t key) const noexcept
     {
 #if defined(__GNUC__)
         __builtin_prefetch(m_entries.get() + Home(key), 1);
@@ -39,16 +44,19 @@ public:
 
     /// The entry of the key; an empty one, with the key, where there was none. Throws std::bad_alloc, and nothing has
     /// changed; never when there is room.
-    Entry & FindOrAdd(Key key)
+    template <class Matches = Always>
+    Entry & FindOrAdd(std::uint32_t key, Matches const & matches = {})
     {
         if (m_size != 0)
         {
-            Entry & entry = Place(key);
-            if (!entry.IsEmpty() || HasRoom())
-                return entry.IsEmpty() ? Take(entry, key) : entry;
+            Entry & entry = Place(key, matches);
+            if (!entry.IsEmpty())
+                return entry;
+            if (HasRoom())
+                return Take(entry, key);
         }
         Reserve();
-        return Take(Place(key), key);
+        return Take(Free(key), key);
     }
 
     /// Makes room for one more. Throws std::bad_alloc, and nothing has changed.
@@ -92,23 +100,29 @@ public:
 private:
     static constexpr std::size_t kFirstCapacity = 8;
 
-    static std::uint64_t Number(std::uint64_t key) noexcept { return key; }
-    static std::uint64_t Number(void const * key) noexcept { return reinterpret_cast<std::uintptr_t>(key); }
-    std::size_t Home(Key key) const noexcept
+    std::size_t Home(std::uint32_t key) const noexcept
     {
         // The upper bits of a product with the golden ratio: keys in regular steps come to lie apart.
-        return static_cast<std::size_t>((Number(key) * 0x9E3779B97F4A7C15U) >> 32) & m_mask;
+        return static_cast<std::size_t>((key * std::uint64_t{0x9E3779B97F4A7C15U}) >> 32) & m_mask;
     }
     bool HasRoom() const noexcept { return m_size < m_mask - m_mask / 8 * 3; }
     /// Where the key stands, or the empty entry where it would. There must be an array.
-    Entry & Place(Key key) noexcept
+    template <class Matches>
+    Entry & Place(std::uint32_t key, Matches const & matches) noexcept
     {
         std::size_t i = Home(key);
-        while (!m_entries[i].IsEmpty() && !(m_entries[i].key == key))
+        while (!m_entries[i].IsEmpty() && !(m_entries[i].key == key && matches(m_entries[i])))
             i = (i + 1) & m_mask;
         return m_entries[i];
     }
-    Entry & Take(Entry & entry, Key key) noexcept
+    Entry & Free(std::uint32_t key) noexcept
+    {
+        std::size_t i = Home(key);
+        while (!m_entries[i].IsEmpty())
+            i = (i + 1) & m_mask;
+        return m_entries[i];
+    }
+    Entry & Take(Entry & entry, std::uint32_t key) noexcept
     {
         entry.key = key;
         ++m_size;
@@ -123,7 +137,7 @@ private:
         m_mask = capacity - 1;
         for (std::size_t i = 0; i < oldCapacity; ++i)
             if (!old[i].IsEmpty())
-                Place(old[i].key) = std::move(old[i]);
+                Free(old[i].key) = std::move(old[i]);
     }
 
     std::unique_ptr<Entry[]> m_entries;

@@ -42,7 +42,7 @@ public:
     /// Whether to call Find well ahead of Put, so that what it finds comes to the cache meanwhile; otherwise Approach
     /// should be, and Find just before Put.
     bool ShouldFindEarly() const noexcept { return m_targets.Size() <= kFewTargets; }
-    void Approach(ITimerEvents * target) const noexcept { m_targets.Prefetch(target); }
+    void Approach(ITimerEvents * target) const noexcept { m_targets.Prefetch(HashOf(target)); }
     /// Stores a timer at its next update: over the one at `index`, which Find gave for its key, or as a new one if that
     /// is kNone. Throws std::bad_alloc, and nothing has changed.
     void Put(Index index, CTimerItem const & item);
@@ -72,15 +72,18 @@ public:
     }
 
 private:
-    /// A target: its only timer, or the table of its timers once it has had two.
+    /// A target, by a hash of its address: its only timer, or the table of its timers once it has had two.
     struct TargetEntry
     {
-        using Key = ITimerEvents *;
-        Key key = nullptr;
-        std::uint32_t eventId = 0; ///< of the only timer
+        std::uint32_t key = 0;
         std::uint32_t place = kNone;
         bool IsEmpty() const noexcept { return place == kNone; }
         bool HasTable() const noexcept { return place >= kFirstTable; }
+    };
+    struct TargetTable
+    {
+        ITimerEvents * target;
+        EventTable events;
     };
     /// Places from here on are those of tables.
     static constexpr std::uint32_t kFirstTable = 0x80000000;
@@ -88,8 +91,7 @@ private:
     static constexpr std::size_t kFewTargets = 1024;
     struct StartEntry
     {
-        using Key = Index;
-        Key key = 0;
+        Index key = 0;
         CDateTime start;
         bool IsEmpty() const noexcept { return start.IsNull(); }
     };
@@ -105,7 +107,28 @@ private:
     {
         return m_queue.Size() != 0 && m_queue.First().index == index && IsValid(m_queue.First());
     }
-    EventTable & TableOf(TargetEntry const & entry) const noexcept { return *m_tables[entry.place - kFirstTable]; }
+    static std::uint32_t HashOf(ITimerEvents * target) noexcept
+    {
+        return static_cast<std::uint32_t>((reinterpret_cast<std::uintptr_t>(target) * 0x9E3779B97F4A7C15U) >> 32);
+    }
+    struct IsOf
+    {
+        TimerItems const & items;
+        ITimerEvents * target;
+        bool operator()(TargetEntry const & entry) const noexcept
+        {
+            return target == (entry.HasTable() ? items.m_tables[entry.place - kFirstTable]->target
+                                               : items.m_timers[entry.place].target);
+        }
+    };
+    TargetEntry * FindTarget(ITimerEvents * target) noexcept
+    {
+        return m_targets.Find(HashOf(target), IsOf{*this, target});
+    }
+    EventTable & TableOf(TargetEntry const & entry) const noexcept
+    {
+        return m_tables[entry.place - kFirstTable]->events;
+    }
     void MakeTable(TargetEntry & entry);
     void Forget(TargetEntry & entry) noexcept;
     void Approach(Index index) const noexcept;
@@ -119,8 +142,8 @@ private:
     void ReduceSize(std::size_t count) noexcept;
 
     FlatTable<TargetEntry> m_targets;
-    std::vector<std::unique_ptr<EventTable>> m_tables; ///< with gaps
-    std::vector<std::uint32_t> m_freeTables;           ///< the gaps; has room for as many as there are tables
+    std::vector<std::unique_ptr<TargetTable>> m_tables; ///< with gaps
+    std::vector<std::uint32_t> m_freeTables;            ///< the gaps; has room for as many as there are tables
     FlatTable<StartEntry> m_starts;
     TimerQueue m_queue;
     LineArray<Timer, 0> m_timers;

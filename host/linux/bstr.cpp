@@ -1,7 +1,7 @@
 // Counted strings: eight bytes in front of the characters, the first four of them the size of the block, the second
 // four the length in bytes.
 
-#include "qvlib/host/variant.h"
+#include "host/linux/internal/bstr.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -127,15 +127,11 @@ void ReturnBlock(unsigned char * block, std::size_t index) noexcept
     ::operator delete(block);
 }
 
-BSTR Allocate(void const * bytes, std::size_t length) noexcept
+/// The whole of a block for a string of that length.
+constexpr std::size_t SizeFor(std::size_t length) noexcept { return kHeader + length + sizeof(wchar_t); }
+
+BSTR Fill(unsigned char * block, std::size_t index, void const * bytes, std::size_t length) noexcept
 {
-    if (length > std::numeric_limits<UINT>::max() - kHeader - sizeof(wchar_t))
-        return nullptr;
-    std::size_t const size = kHeader + length + sizeof(wchar_t);
-    std::size_t const index = SizeIndex(size);
-    unsigned char * const block = TakeBlock(size, index);
-    if (block == nullptr)
-        return nullptr;
     // The size of the block is told apart from the length, which the owner of a string may shorten.
     std::uint32_t const header[2] = {static_cast<std::uint32_t>(index), static_cast<std::uint32_t>(length)};
     static_assert(sizeof header == kHeader);
@@ -147,7 +143,37 @@ BSTR Allocate(void const * bytes, std::size_t length) noexcept
     return reinterpret_cast<BSTR>(text);
 }
 
+unsigned char * BlockOf(BSTR text) noexcept { return reinterpret_cast<unsigned char *>(text) - kHeader; }
+
+std::uint32_t IndexOf(unsigned char const * block) noexcept
+{
+    std::uint32_t index;
+    std::memcpy(&index, block, sizeof index);
+    return index;
+}
+
+BSTR Allocate(void const * bytes, std::size_t length) noexcept
+{
+    if (length > std::numeric_limits<UINT>::max() - SizeFor(0))
+        return nullptr;
+    std::size_t const size = SizeFor(length);
+    std::size_t const index = SizeIndex(size);
+    unsigned char * const block = TakeBlock(size, index);
+    return block == nullptr ? nullptr : Fill(block, index, bytes, length);
+}
+
 } // namespace
+
+bool qvlib::host::OverwriteText(BSTR target, BSTR source) noexcept
+{
+    std::size_t const length = SysStringByteLen(source);
+    unsigned char * const block = BlockOf(target);
+    std::size_t const index = IndexOf(block);
+    if (index >= kKeptSizes || SizeIndex(SizeFor(length)) != index)
+        return false;
+    Fill(block, index, source, length);
+    return true;
+}
 
 BSTR SysAllocString(OLECHAR const * text)
 {
@@ -165,10 +191,8 @@ void SysFreeString(BSTR text)
 {
     if (text == nullptr)
         return;
-    unsigned char * const block = reinterpret_cast<unsigned char *>(text) - kHeader;
-    std::uint32_t index;
-    std::memcpy(&index, block, sizeof index);
-    ReturnBlock(block, index);
+    unsigned char * const block = BlockOf(text);
+    ReturnBlock(block, IndexOf(block));
 }
 
 UINT SysStringLen(BSTR text) { return static_cast<UINT>(SysStringByteLen(text) / sizeof(OLECHAR)); }

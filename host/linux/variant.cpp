@@ -2,6 +2,7 @@
 
 #include "qvlib/host/variant.h"
 
+#include "host/linux/internal/bstr.h"
 #include "host/linux/internal/element_size.h"
 #include "host/linux/internal/variant_kind.h"
 
@@ -105,6 +106,9 @@ HRESULT VariantCopy(VARIANTARG * target, VARIANTARG const * source)
     if (!IsKnownKind(source->vt))
         return DISP_E_BADVARTYPE;
     if (target == source)
+        return S_OK;
+    if (source->vt == VT_BSTR && target->vt == VT_BSTR && source->bstrVal != nullptr && target->bstrVal != nullptr &&
+        source->bstrVal != target->bstrVal && qvlib::host::OverwriteText(target->bstrVal, source->bstrVal))
         return S_OK;
     VARIANT copy = *source;
     if (HRESULT const result = Own(copy); FAILED(result))

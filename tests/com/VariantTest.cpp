@@ -173,6 +173,15 @@ TEST(QrVariant, EveryAssignmentReleasesWhatWasHeldAndMakesItsKind)
         text = same;
         text = std::move(same);
         text = static_cast<tagVARIANT const *>(&text);
+        text = tmpvariant_t(text);
+        EXPECT_EQ(text.GetAsString(), L"text");
+        // Over a text of about the same length, shorter, longer, of another size of block, and none at all.
+        for (wchar_t const * next : {L"texts", L"t", L"", L"a text that is much longer than what was held", L"text"})
+            for (qrvariant_t const source(next); text.GetAsString() != next; text = source)
+                EXPECT_NE(text.bstrVal, source.bstrVal);
+        text = qrvariant_t(static_cast<wchar_t const *>(nullptr));
+        EXPECT_EQ(text.bstrVal, nullptr);
+        text = qrvariant_t(L"text");
         EXPECT_EQ(text.GetAsString(), L"text");
         qrvariant_t held(static_cast<IUnknown *>(&object));
         held = held.punkVal;

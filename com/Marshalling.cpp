@@ -327,11 +327,7 @@ public:
     explicit RecordReader(IStream * stream) noexcept : m_stream(stream) {}
     RecordReader(RecordReader const &) = delete;
     RecordReader & operator=(RecordReader const &) = delete;
-    ~RecordReader()
-    {
-        if (m_at != m_end)
-            Seek(-static_cast<LONGLONG>(m_end - m_at));
-    }
+    ~RecordReader() { GiveBack(); }
 
     /// Bytes that came so far.
     unsigned long long Arrived() const noexcept { return m_arrived; }
@@ -372,11 +368,27 @@ public:
         return Get(&number, sizeof number);
     }
 
-    HRESULT Skip(std::uint32_t size) { return Seek(size); }
+    HRESULT Skip(std::uint32_t size)
+    {
+        HRESULT const result = GiveBack();
+        return FAILED(result) ? result : Seek(size);
+    }
 
-    IStream * Stream() const noexcept { return m_stream; }
+    /// Has the platform read a packet. It may stand where another kind of record was expected, and read ahead.
+    template <class Work>
+    HRESULT FromStream(Work const & work)
+    {
+        HRESULT const result = GiveBack();
+        return FAILED(result) ? result : work(m_stream);
+    }
 
 private:
+    HRESULT GiveBack()
+    {
+        auto const ahead = static_cast<LONGLONG>(m_end - m_at);
+        m_at = m_end = m_buffer;
+        return ahead != 0 ? Seek(-ahead) : S_OK;
+    }
     HRESULT Seek(LONGLONG distance)
     {
         LARGE_INTEGER move;
@@ -623,7 +635,9 @@ HRESULT ReadVariant(RecordReader & reader, Received & value, int depth)
     case VT_UNKNOWN:
     {
         void * object = nullptr;
-        if (HRESULT const result = CoUnmarshalInterface(reader.Stream(), InterfaceOf(vt), &object); FAILED(result))
+        if (HRESULT const result = reader.FromStream(
+                [&](IStream * stream) { return CoUnmarshalInterface(stream, InterfaceOf(vt), &object); });
+            FAILED(result))
             return result;
         value.punkVal = static_cast<IUnknown *>(object);
         value.vt = vt;
@@ -667,7 +681,7 @@ HRESULT ReleaseVariant(RecordReader & reader, int depth)
         return ReleaseText(reader);
     case VT_DISPATCH:
     case VT_UNKNOWN:
-        return CoReleaseMarshalData(reader.Stream());
+        return reader.FromStream([](IStream * stream) { return CoReleaseMarshalData(stream); });
     default:
         return reader.Skip(static_cast<std::uint32_t>(safearrayvector::GetDataSize(vt)));
     }

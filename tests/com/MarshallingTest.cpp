@@ -290,6 +290,19 @@ TEST(MarshallingTest, APacketCarriesOneReferenceBetweenThreads)
     EXPECT_EQ(Read(broken), E_UNEXPECTED);
     EXPECT_EQ(again.punkVal->AddRef(), 2u);
     again.punkVal->Release();
+
+    // A packet among texts, which are read ahead: its reference is given back, and nothing behind it is taken.
+    Bytes among = Written(qrvariant_t(again));
+    std::size_t const end = 12 + among.size();
+    Bytes const texts{8, 0x20, 1, 0, 20, 0, 0, 0, 0, 0, 0, 0};
+    among.insert(among.begin(), texts.begin(), texts.end());
+    among.resize(500);
+    Stream const ahead = StreamOf(among);
+    qrvariant_t refused;
+    EXPECT_EQ(CMarshalHelper::ReadVariantFromMarshalling(refused, ahead), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(Position(ahead), end);
+    EXPECT_EQ(again.punkVal->AddRef(), 2u);
+    again.punkVal->Release();
 }
 
 TEST(MarshallingTest, ATablePacketIsReadUntilItIsReleased)

@@ -592,7 +592,7 @@ HRESULT ReadArray(RecordReader & reader, unsigned short vt, Received & value, in
     ArrayShape shape;
     if (HRESULT const result = shape.Read(reader); FAILED(result))
         return result;
-    if (shape.bounds.empty() || (vt != VT_VARIANT && AccessSize(vt) == 0))
+    if (shape.bounds.empty())
         return E_OUTOFMEMORY; // no such array can be made
     OwnedArray owned;
     HRESULT result;

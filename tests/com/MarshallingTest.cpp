@@ -121,13 +121,14 @@ std::vector<qrvariant_t> Samples()
     Data<LONG>(samples.back())[1] = 9;
     samples.push_back(Array(VT_UI1, {{20000, 0}})); // beyond what is made unseen
     Data<unsigned char>(samples.back())[19999] = 3;
+    samples.push_back(Array(VT_CY, {{0, 2}})); // no element, so that none of the kind has to travel
     samples.push_back(Array(VT_BSTR, {{2, 5}}));
     Data<BSTR>(samples.back())[0] = SysAllocString(L"first");
     samples.push_back(Array(VT_R8, {{2, 1}, {3, -4}}));
     for (int i = 0; i < 5; ++i)
         Data<double>(samples.back())[i] = i + 0.5;
     samples.push_back(Array(VT_VARIANT, {{3, 0}}));
-    VariantCopy(Data<VARIANT>(samples.back()), &samples[11]);
+    VariantCopy(Data<VARIANT>(samples.back()), &samples[12]);
     VariantCopy(Data<VARIANT>(samples.back()) + 2, &samples[1]);
     return samples;
 }

@@ -28,9 +28,9 @@ using internal::LockedArray;
 constexpr int kMaxDepth = 256;
 /// An array of no more bytes is made before its elements are there.
 constexpr unsigned long long kSmallArray = 64 * 1024;
-/// What an array may take besides a thousand times what arrived for it: elements beyond those that travel are zero.
-constexpr unsigned long long kArrayAllowance = 1024 * 1024;
-constexpr unsigned long long kArrayFactor = 1024;
+/// What all arrays of a record may take besides so many times what arrived: elements beyond those that travel are zero.
+constexpr unsigned long long kArrayAllowance = 16 * 1024 * 1024;
+constexpr unsigned long long kArrayFactor = 32;
 /// More than any array has.
 constexpr unsigned long long kManyElements = 1ULL << 31;
 
@@ -329,8 +329,12 @@ public:
     RecordReader & operator=(RecordReader const &) = delete;
     ~RecordReader() { GiveBack(); }
 
-    /// Bytes that came so far.
-    unsigned long long Arrived() const noexcept { return m_arrived; }
+    /// Whether an array of so many bytes is in proportion to what arrived. It counts, with those before it.
+    bool Allows(unsigned long long arrayBytes) noexcept
+    {
+        m_arrayBytes += arrayBytes;
+        return m_arrayBytes <= kArrayAllowance + kArrayFactor * m_arrived;
+    }
 
     /// Says that as many bytes belong to the records being read. A stream that has fewer is found out at the first that
     /// is missing.
@@ -400,6 +404,7 @@ private:
     unsigned char const * m_at = m_buffer;
     unsigned char const * m_end = m_buffer;
     unsigned long long m_arrived = 0;
+    unsigned long long m_arrayBytes = 0;
     unsigned char m_buffer[4096];
 };
 
@@ -512,8 +517,18 @@ HRESULT StoreElement(LockedArray const & array, unsigned long long index, unsign
     return static_cast<HRESULT>(safearrayvector::GetVariantValue(element, received, false));
 }
 
-HRESULT MakeArray(ArrayShape & shape, unsigned short vt, OwnedArray & owned, LockedArray & locked)
+/// The bytes of an array's elements, as far as those are known.
+unsigned long long ArrayBytes(ArrayShape const & shape, unsigned short vt) noexcept
 {
+    std::size_t const access = AccessSize(vt);
+    return shape.elements * (vt == VT_VARIANT || access == 0 ? sizeof(tagVARIANT) : access);
+}
+
+HRESULT MakeArray(RecordReader & reader, ArrayShape & shape, unsigned short vt, OwnedArray & owned,
+                  LockedArray & locked)
+{
+    if (!reader.Allows(ArrayBytes(shape, vt)))
+        return E_OUTOFMEMORY;
     std::reverse(shape.bounds.begin(), shape.bounds.end()); // told first to last when an array is made
     owned.reset(SafeArrayCreate(vt, static_cast<UINT>(shape.bounds.size()), shape.bounds.data()));
     return owned ? locked.Open(owned.get(), vt) : E_OUTOFMEMORY;
@@ -565,7 +580,6 @@ HRESULT ReadElements(RecordReader & reader, LockedArray const & array, unsigned 
 /// An array of a size that only its elements can vouch for: they are read first.
 HRESULT ReadLargeArray(RecordReader & reader, ArrayShape & shape, unsigned short vt, OwnedArray & owned, int depth)
 {
-    unsigned long long const before = reader.Arrived();
     std::vector<Received> elements;
     for (unsigned long long i = 0; i < shape.records; ++i)
     {
@@ -578,10 +592,8 @@ HRESULT ReadLargeArray(RecordReader & reader, ArrayShape & shape, unsigned short
         if (vt != VT_VARIANT && elements.back().vt != vt)
             return DISP_E_TYPEMISMATCH;
     }
-    if (shape.elements * sizeof(tagVARIANT) > kArrayAllowance + kArrayFactor * (reader.Arrived() - before))
-        return E_OUTOFMEMORY;
     LockedArray array;
-    HRESULT result = MakeArray(shape, vt, owned, array);
+    HRESULT result = MakeArray(reader, shape, vt, owned, array);
     for (std::size_t i = 0; SUCCEEDED(result) && i < elements.size(); ++i)
         result = StoreElement(array, i, vt, elements[i]);
     return result;
@@ -596,12 +608,12 @@ HRESULT ReadArray(RecordReader & reader, unsigned short vt, Received & value, in
         return E_OUTOFMEMORY; // no such array can be made
     OwnedArray owned;
     HRESULT result;
-    if (shape.elements * sizeof(tagVARIANT) > kSmallArray)
+    if (ArrayBytes(shape, vt) > kSmallArray)
         result = ReadLargeArray(reader, shape, vt, owned, depth);
     else
     {
         LockedArray array;
-        result = MakeArray(shape, vt, owned, array);
+        result = MakeArray(reader, shape, vt, owned, array);
         if (SUCCEEDED(result))
             result = ReadElements(reader, array, vt, shape.records, depth);
     }

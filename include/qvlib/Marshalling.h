@@ -19,8 +19,9 @@
 //
 // All operations return the platform's result code, 0 for success, throw nothing, and leave the stream where the
 // failure occurred: E_UNEXPECTED at its end within a record, E_NOTIMPL for kinds that do not travel (VT_NULL, VT_CY,
-// VT_ERROR), DISP_E_TYPEMISMATCH for an element that is not of its array's kind, E_OUTOFMEMORY also for an array whose
-// size is out of proportion to what arrived for it. Records lie in each other at most 256 deep (E_UNEXPECTED).
+// VT_ERROR), DISP_E_TYPEMISMATCH for an element that is not of its array's kind, E_OUTOFMEMORY also for arrays whose
+// size is out of proportion to what arrived: beyond 16 MiB, more than 32 times as much. Records lie in each other at
+// most 256 deep (E_UNEXPECTED).
 // Thread-safe; the stream belongs to one call at a time.
 #pragma once
 

@@ -119,8 +119,8 @@ std::vector<qrvariant_t> Samples()
     samples.emplace_back(decimal);
     samples.push_back(Array(VT_I4, {{2, -1}}));
     Data<LONG>(samples.back())[1] = 9;
-    samples.push_back(Array(VT_UI1, {{20000, 0}})); // beyond what is made unseen
-    Data<unsigned char>(samples.back())[19999] = 3;
+    samples.push_back(Array(VT_UI2, {{40000, 0}})); // beyond what is made unseen
+    Data<USHORT>(samples.back())[39999] = 3;
     samples.push_back(Array(VT_CY, {{0, 2}})); // no element, so that none of the kind has to travel
     samples.push_back(Array(VT_BSTR, {{2, 5}}));
     Data<BSTR>(samples.back())[0] = SysAllocString(L"first");
@@ -242,6 +242,14 @@ TEST(MarshallingTest, AHostileArrayCostsNoMoreThanWhatItSends)
     Bytes square{0x0C, 0x20, 2, 0, 0x20, 0x4E, 0, 0, 0, 0, 0, 0, 0x20, 0x4E, 0, 0, 0, 0, 0, 0};
     square.resize(square.size() + 2 * 40000);
     EXPECT_EQ(Read(square), E_OUTOFMEMORY);
+    // A thousand of 16 by 16 by 16, 64 KB each, of which 124 bytes arrive.
+    Bytes many{0x0C, 0x20, 1, 0, 0xE8, 3, 0, 0, 0, 0, 0, 0};
+    Bytes cube{0x0C, 0x20, 3, 0, 16, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0};
+    cube.resize(cube.size() + 2 * 48);
+    for (int i = 0; i < 1000; ++i)
+        many.insert(many.end(), cube.begin(), cube.end());
+    EXPECT_EQ(Read(cube), 0);
+    EXPECT_EQ(Read(many), E_OUTOFMEMORY);
     // Arrays in arrays.
     Bytes deep;
     for (int i = 0; i < 100000; ++i)

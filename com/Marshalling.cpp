@@ -320,8 +320,15 @@ long COMObjRef::MakeDisplayName(IUnknown * object, CQVString & text)
     if (HRESULT const result = moniker->GetDisplayName(context, nullptr, &name); FAILED(result))
         return result;
     std::unique_ptr<OLECHAR, decltype(&CoTaskMemFree)> const owned(name, &CoTaskMemFree);
-    text = name;
-    return S_OK;
+    try
+    {
+        text = name;
+        return S_OK;
+    }
+    catch (std::bad_alloc const &)
+    {
+        return E_OUTOFMEMORY;
+    }
 }
 
 long COMObjRef::ParseDisplayName(wchar_t const * text, _GUID const & iid, IUnknown ** object)

@@ -3,9 +3,11 @@
 #include "host/linux/internal/mutex.h"
 #include "qvlib/host/marshal.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <map>
-#include <random>
+#include <new>
 
 namespace qvlib::host
 {
@@ -22,16 +24,13 @@ struct Entry
     bool once;
 };
 
+/// A kernel that has none to give is want of a resource, as memory is.
 template <std::size_t Size>
 std::array<unsigned char, Size> RandomBytes()
 {
-    std::random_device source;
     std::array<unsigned char, Size> bytes;
-    for (std::size_t i = 0; i < Size; i += sizeof(unsigned int))
-    {
-        unsigned int const word = source();
-        std::memcpy(bytes.data() + i, &word, sizeof word);
-    }
+    if (getentropy(bytes.data(), bytes.size()) != 0)
+        throw std::bad_alloc();
     return bytes;
 }
 
@@ -93,7 +92,14 @@ Packet EnterObject(IUnknown * object, bool once) { return ObjectTable::Instance(
 
 HRESULT FindObject(Packet const & packet, bool release, IUnknown ** object)
 {
-    return ObjectTable::Instance().Find(packet, release, object);
+    try
+    {
+        return ObjectTable::Instance().Find(packet, release, object);
+    }
+    catch (std::bad_alloc const &)
+    {
+        return E_OUTOFMEMORY;
+    }
 }
 
 } // namespace qvlib::host

@@ -176,6 +176,27 @@ HRESULT ReadText(RecordReader & reader, BSTR & text)
     return MakeText(bytes.data(), size / 2, text);
 }
 
+/// Hands each bound to `work`, the last dimension first, as they are stored.
+template <class Work>
+HRESULT ReadBounds(RecordReader & reader, Work const & work)
+{
+    USHORT dimensions = 0;
+    if (HRESULT const result = reader.GetNumber(dimensions); FAILED(result))
+        return result;
+    for (unsigned int left = dimensions; left != 0; --left)
+    {
+        reader.Expect(8ULL * left);
+        SAFEARRAYBOUND bound;
+        HRESULT result = reader.GetNumber(bound.cElements);
+        if (SUCCEEDED(result))
+            result = reader.GetNumber(bound.lLbound);
+        if (FAILED(result))
+            return result;
+        work(bound);
+    }
+    return S_OK;
+}
+
 /// The shape of an array in the stream.
 struct ArrayShape
 {
@@ -185,23 +206,13 @@ struct ArrayShape
 
     HRESULT Read(RecordReader & reader)
     {
-        USHORT dimensions = 0;
-        if (HRESULT const result = reader.GetNumber(dimensions); FAILED(result))
-            return result;
-        for (unsigned int left = dimensions; left != 0; --left)
-        {
-            reader.Expect(8ULL * left);
-            SAFEARRAYBOUND bound;
-            HRESULT result = reader.GetNumber(bound.cElements);
-            if (SUCCEEDED(result))
-                result = reader.GetNumber(bound.lLbound);
-            if (FAILED(result))
-                return result;
-            bounds.push_back(bound);
-            records += bound.cElements;
-            elements = std::min(elements * bound.cElements, kManyElements);
-        }
-        return S_OK;
+        return ReadBounds(reader,
+                          [this](SAFEARRAYBOUND const & bound)
+                          {
+                              bounds.push_back(bound);
+                              records += bound.cElements;
+                              elements = std::min(elements * bound.cElements, kManyElements);
+                          });
     }
 };
 
@@ -392,6 +403,7 @@ HRESULT ReleaseText(RecordReader & reader)
     return FAILED(result) || size == 0 ? result : reader.Skip(size);
 }
 
+/// Takes no memory, so that references are given back also when there is none.
 HRESULT ReleaseVariant(RecordReader & reader, int depth)
 {
     if (depth > kMaxDepth)
@@ -401,9 +413,9 @@ HRESULT ReleaseVariant(RecordReader & reader, int depth)
         return result;
     if ((vt & VT_ARRAY) != 0)
     {
-        ArrayShape shape;
-        HRESULT result = shape.Read(reader);
-        for (unsigned long long i = 0; SUCCEEDED(result) && i < shape.records; ++i)
+        unsigned long long records = 0;
+        HRESULT result = ReadBounds(reader, [&](SAFEARRAYBOUND const & bound) { records += bound.cElements; });
+        for (unsigned long long i = 0; SUCCEEDED(result) && i < records; ++i)
             result = ReleaseVariant(reader, depth + 1);
         return result;
     }

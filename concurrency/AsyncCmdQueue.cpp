@@ -63,7 +63,7 @@ void WithdrawOrWait(AsyncCmdQueueState & state, CTLAsyncCmd & wrapper, HANDLE ev
 } // namespace
 
 CTLAsyncCmdQueue::CTLAsyncCmdQueue(unsigned long priorities)
-    : m_state(new AsyncCmdQueueState(priorities)), m_name(L"No name")
+    : m_name(L"No name"), m_state(new AsyncCmdQueueState(priorities))
 {
 }
 

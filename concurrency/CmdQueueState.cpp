@@ -145,7 +145,7 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
 
 bool AsyncCmdQueueState::RunOne(bool arrived)
 {
-    old_auto_ptr<CTLAsyncCmd> command;
+    CmdEntry entry;
     {
         CmdQueueLock const lock(m_lock);
         if (arrived)
@@ -153,18 +153,23 @@ bool AsyncCmdQueueState::RunOne(bool arrived)
         std::uint32_t const size = m_size.load(std::memory_order_relaxed);
         if (size == 0)
             return false;
-        std::size_t level = 0;
-        while (m_levels[level].empty())
-            ++level;
-        if (level != 0 && IsQueueLocked())
-            return false;
-        CmdEntry const entry = m_levels[level].pop_front();
+        CmdRing * level = m_levels.data();
+        if (level->empty())
+        {
+            if (IsQueueLocked())
+                return false;
+            do
+                ++level;
+            while (level->empty());
+        }
+        entry = level->pop_front();
         SetSize(size - 1);
-        command = old_auto_ptr<CTLAsyncCmd>(entry.Command(), entry.IsOwned());
     }
-    if (command.get() != nullptr)
-        command->Execute();
-    command = old_auto_ptr<CTLAsyncCmd>();
+    {
+        old_auto_ptr<CTLAsyncCmd> const command(entry.Command(), entry.IsOwned());
+        if (command.get() != nullptr)
+            command->Execute();
+    }
     return !IsQueueGone() && Size() != 0;
 }
 

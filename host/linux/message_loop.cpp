@@ -65,6 +65,19 @@ bool MessageQueue::Find(MSG & message, MessageFilter const & filter, bool remove
     return true;
 }
 
+bool MessageQueue::TakeOwn(MSG & message) noexcept
+{
+    if (m_arrived.load(std::memory_order_acquire) != 0 || m_posted.Size() == 0)
+        return false;
+    m_seen = m_received.load(std::memory_order_acquire);
+    m_fresh = false;
+    PostedMessage const & posted = m_posted.At(0);
+    message = MSG{posted.window, posted.message, posted.wParam, posted.lParam, 0, POINT{}};
+    m_posted.Erase(0);
+    m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
+    return true;
+}
+
 bool MessageQueue::Take(MSG & message, MessageFilter const & filter, bool remove, bool wait)
 {
     bool const anyWillDo = filter.of == MessageFilter::Of::All && filter.first == 0 && filter.last == ~0U;
@@ -212,8 +225,10 @@ BOOL PeekMessageW(MSG * message, HWND window, UINT first, UINT last, UINT flags)
 
 BOOL GetMessageW(MSG * message, HWND window, UINT first, UINT last)
 {
-    MessageFilter filter;
     MessageQueue * const queue = MessageQueue::Own();
+    if (queue != nullptr && window == nullptr && first == 0 && last == 0 && queue->TakeOwn(*message))
+        return message->message != WM_QUIT ? TRUE : FALSE;
+    MessageFilter filter;
     if (queue == nullptr || !FilterOf(window, first, last, filter))
         return -1;
     if (!queue->Take(*message, filter, true, true))

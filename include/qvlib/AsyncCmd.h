@@ -8,7 +8,13 @@
 //     queue.QueueCmd(new Greet, 0); // the queue deletes it
 //
 // Exactly one of Execute and Canceled is called for each command that a queue takes, and each once.
+//
+// Commands are made on one thread and deleted on another. Memory for small ones (up to 128 bytes) comes from lists of
+// such blocks, which the two threads hand each other by the batch; at most 16 MB of each size are kept for reuse.
 #pragma once
+
+#include <cstddef>
+#include <new>
 
 #include "qvlib/export.h"
 
@@ -27,6 +33,19 @@ struct QVLIB_API CTLAsyncCmd
     /// Called in place of Execute when the command is thrown away, on the thread that throws it away, with no lock of
     /// the queue held. Does nothing unless overridden.
     virtual void Canceled();
+
+    // Thread-safe. A class that derives from this one may have its own instead.
+    static void * operator new(std::size_t size);
+    static void * operator new(std::size_t size, std::nothrow_t const & tag) noexcept;
+    static void * operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void * operator new(std::size_t, void * place) noexcept { return place; }
+    static void operator delete(void * memory, std::size_t size) noexcept;
+    static void operator delete(void * memory, std::nothrow_t const &) noexcept { ::operator delete(memory); }
+    static void operator delete(void * memory, std::size_t, std::align_val_t alignment) noexcept
+    {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void *, void *) noexcept {}
 };
 
 /// Runs or cancels another command and sets an event afterwards, also when that one throws.

@@ -139,9 +139,9 @@ private:
     QVLIB_LOCAL void EndWindow();
     QVLIB_LOCAL void Drain(bool evenWithoutWindow);
 
+    CQVString m_name;
     // Outlives the queue while a dispatch or a waiting post needs it.
     detail::AsyncCmdQueueState * m_state;
-    CQVString m_name;
 };
 
 } // namespace qvlib

@@ -160,7 +160,6 @@ TYPED_TEST(MessageWindow, ABusyThreadIsLeftWithAWindowThatDiesWhenItTakesMessage
     CTLEvent busy;
     CTLEvent goOn;
     HWND handle = nullptr;
-    int taken = 0;
     std::thread owner(
         [&]
         {
@@ -170,7 +169,7 @@ TYPED_TEST(MessageWindow, ABusyThreadIsLeftWithAWindowThatDiesWhenItTakesMessage
             busy.SetEvent();
             goOn.Lock();
             EXPECT_TRUE(::IsWindow(handle));
-            taken = Pump();
+            Pump();
             EXPECT_FALSE(::IsWindow(handle));
         });
     busy.Lock();

@@ -105,6 +105,9 @@ public:
     /// Takes (or shows, if not `remove`) the next message, and runs what was sent first. With `wait` until there is
     /// one.
     bool Take(MSG & message, MessageFilter const & filter, bool remove, bool wait);
+    /// Takes the oldest of the messages that the thread has moved over, whatever it is; false when there is none, or
+    /// something was sent that comes first. The short way of a loop that takes every message.
+    bool TakeOwn(MSG & message) noexcept;
     /// Runs what others have sent by now.
     void RunSent();
     /// Waits for handles or new input, see MsgWaitForMultipleObjectsEx.

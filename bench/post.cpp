@@ -397,6 +397,16 @@ private:
 };
 #endif
 
+/// Processor time of all threads since it was made.
+class Used
+{
+public:
+    double Nanoseconds() const { return static_cast<double>(std::clock() - m_start) * (1e9 / CLOCKS_PER_SEC); }
+
+private:
+    std::clock_t m_start = std::clock();
+};
+
 template <class Peer>
 double RunRound(Peer & peer, int producers)
 {
@@ -424,12 +434,10 @@ void post(benchmark::State & state)
     Peer peer;
     int const producers = static_cast<int>(state.range(0));
     RunRound(peer, producers); // warm
-    std::clock_t const start = std::clock();
+    Used used;
     for ([[maybe_unused]] auto _ : state)
         state.SetIterationTime(RunRound(peer, producers));
-    double const used = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-    double const commands = static_cast<double>(state.iterations() * kCommands);
-    state.counters["cpu_ns"] = used * 1e9 / commands;
+    state.counters["cpu_ns"] = used.Nanoseconds() / static_cast<double>(state.iterations() * kCommands);
     g_allocations = 0;
     g_counting = true;
     RunRound(peer, producers);
@@ -442,8 +450,10 @@ void post_sync(benchmark::State & state)
 {
     Peer peer;
     peer.Sync();
+    Used used;
     for ([[maybe_unused]] auto _ : state)
         peer.Sync();
+    state.counters["cpu_ns"] = used.Nanoseconds() / static_cast<double>(state.iterations());
 }
 
 } // namespace

@@ -134,13 +134,27 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
     bool const owned = command.owner() && pointer != nullptr;
     CmdEntry const entry(pointer, owned ? CmdEntry::kOwned : awaited ? CmdEntry::kAwaited : CmdEntry::kPlain);
 
-    CmdQueueLock const lock(m_lock);
-    m_levels[CheckedLevel(priority)].push_back(entry);
-    command.release();
-    SetSize(m_size.load(std::memory_order_relaxed) + 1);
-    // Under the lock, so that nothing of the state is needed once another thread can run the command.
-    PostProcessMessage();
-    return m_window.load(std::memory_order_relaxed);
+    HWND window = nullptr;
+    bool posts = false;
+    {
+        CmdQueueLock const lock(m_lock);
+        m_levels[CheckedLevel(priority)].push_back(entry);
+        command.release();
+        SetSize(m_size.load(std::memory_order_relaxed) + 1);
+        window = m_window.load(std::memory_order_relaxed);
+        posts = window != nullptr && ClaimProcessMessage();
+        if (posts)
+            AddHolder();
+    }
+    // Without the lock, or the queue's thread, once awake, would wait for it first. A dispatch that is under way may
+    // have run the command by now, and the queue may be gone: the state is held, and a window that is gone takes no
+    // message.
+    if (posts)
+    {
+        SendProcessMessage(window);
+        ReleaseHolder();
+    }
+    return window;
 }
 
 bool AsyncCmdQueueState::RunOne(bool arrived)
@@ -310,16 +324,25 @@ std::size_t AsyncCmdQueueState::CountAll() const
     return count;
 }
 
-void AsyncCmdQueueState::PostProcessMessage() noexcept
+bool AsyncCmdQueueState::ClaimProcessMessage() noexcept
 {
     // Looking before changing: most posts find a message on its way, and leave the flag in the caches of its readers.
     std::uint32_t none = 0;
-    if (m_pending.load(std::memory_order_relaxed) != 0 ||
-        !m_pending.compare_exchange_strong(none, 1, std::memory_order_acq_rel))
-        return;
-    HWND const window = m_window.load(std::memory_order_acquire);
-    if (window == nullptr || !::PostMessageW(window, kProcessQueueMessage, 0, 0))
+    return m_pending.load(std::memory_order_relaxed) == 0 &&
+           m_pending.compare_exchange_strong(none, 1, std::memory_order_acq_rel);
+}
+
+void AsyncCmdQueueState::SendProcessMessage(HWND window) noexcept
+{
+    if (!::PostMessageW(window, kProcessQueueMessage, 0, 0))
         m_pending.store(0, std::memory_order_release);
+}
+
+void AsyncCmdQueueState::PostProcessMessage() noexcept
+{
+    HWND const window = m_window.load(std::memory_order_acquire);
+    if (window != nullptr && ClaimProcessMessage())
+        SendProcessMessage(window);
 }
 
 void AsyncCmdQueueState::MissProcessMessage() noexcept

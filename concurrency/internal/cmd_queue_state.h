@@ -128,6 +128,9 @@ private:
     ~AsyncCmdQueueState() = default;
     std::size_t CheckedLevel(unsigned long priority) const QVLIB_REQUIRES(m_lock);
     bool TakeAwaited(CTLAsyncCmd *& command) noexcept;
+    /// Whether the caller is the one to post: none was on its way.
+    bool ClaimProcessMessage() noexcept;
+    void SendProcessMessage(HWND window) noexcept;
     void SetSize(std::size_t size) noexcept QVLIB_REQUIRES(m_lock);
 
     CTLCriticalSection m_lock;
@@ -135,7 +138,7 @@ private:
     std::atomic<std::uint32_t> m_size{0};                   // changed under the lock, read without it
     // A process message is on its way. Cleared under the lock when it arrives and set by who posts it, so that whoever
     // finds it set under the lock knows of a message that will find what he has queued. The dispatcher sets it without
-    // the lock, by compare and exchange.
+    // the lock, so setting it is a compare and exchange.
     std::atomic<std::uint32_t> m_pending{0};
     std::atomic<std::uint32_t> m_queueLocks{0};
     std::atomic<HWND> m_window{nullptr}; // changed under the lock

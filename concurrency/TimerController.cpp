@@ -18,6 +18,8 @@ namespace
 constexpr unsigned int kTimerFired = 0x8001;
 constexpr UINT kRequestedResolution = 1000;
 constexpr std::int64_t kMax32 = 0xFFFFFFFF;
+// A base time this far back is moved, so that the tick counter cannot pass it by unseen when it has gone round.
+constexpr std::int64_t kOldestBase = 0x80000000;
 constexpr double kMillisecondsPerDay = 86400000.0;
 constexpr double kDaysPerMillisecond = 1.1574074074074074e-08;
 
@@ -266,7 +268,8 @@ void CTimerController::DoInternalTimerLogic(bool force)
         StartInternalTimer();
         return;
     }
-    if (m_nextUpdate == first && !force)
+    // Without a platform timer, one was spent on a round that an exception has ended, or could not be had.
+    if (m_nextUpdate == first && !force && m_internalTimerId != 0)
         return;
     m_nextUpdate = first;
     StopInternalTimer();
@@ -275,12 +278,8 @@ void CTimerController::DoInternalTimerLogic(bool force)
 
 void CTimerController::StartInternalTimer()
 {
-    std::uint32_t now = Present();
-    if (now < m_baseTime) // the counter went round: what is left of the delay is told by offsets from before no more
-    {
-        RebaseTimerController();
-        now = Present();
-    }
+    MoveOldBase();
+    std::int64_t const now = PresentByBase();
     std::int64_t delay = std::max<std::int64_t>(GetNextUpdateTime() - now, 0);
     if (delay > m_maxPeriod)
         delay = m_maxPeriod;
@@ -296,15 +295,33 @@ void CTimerController::StopInternalTimer()
     m_internalTimerId = 0;
 }
 
+/// The present tick count, to be compared with moments that are counted from the base time. That may be the end of the
+/// millisecond that has begun, which is also when the counter goes round: then it has -1, not the highest count.
+std::int64_t CTimerController::PresentByBase() const
+{
+    std::uint32_t const now = Present();
+    return m_baseTime - now == 1U ? m_baseTime - std::int64_t{1} : now;
+}
+
+/// Moves the base time when the counter has gone round since, for then offsets from it tell nothing, or may soon.
+void CTimerController::MoveOldBase()
+{
+    std::int64_t const now = PresentByBase();
+    if (now < m_baseTime - std::int64_t{1} || now - m_baseTime >= kOldestBase)
+        RebaseTimerController();
+}
+
 __int64 CTimerController::GetNextItemUpdateTime() const { return m_baseTime + m_items->FirstUpdate(); }
 
-__int64 CTimerController::GetTimeToNextUpdate() const { return std::max<__int64>(GetNextUpdateTime() - Present(), 0); }
+__int64 CTimerController::GetTimeToNextUpdate() const { return std::max<__int64>(GetNextUpdateTime() - PresentByBase(), 0); }
 
 void CALLBACK CTimerController::TimerProc(unsigned int timerId, unsigned int, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {
     // Without a window the message would go to the timer thread, which takes none.
-    if (user != 0)
-        ::PostMessageW(reinterpret_cast<HWND>(user), kTimerFired, timerId, 0);
+    HWND const window = reinterpret_cast<HWND>(user);
+    // A queue that is full takes no posts, but the timers must not stand still for that.
+    if (window != nullptr && !::PostMessageW(window, kTimerFired, timerId, 0))
+        ::SendNotifyMessageW(window, kTimerFired, timerId, 0);
 }
 
 bool CTimerController::OnWndMsg(unsigned int msg, WPARAM wParam, LPARAM lParam, LRESULT * result)
@@ -325,9 +342,8 @@ void CTimerController::OnInternalTimer()
         DoInternalTimerLogic(false);
         return;
     }
-    std::uint32_t now = Present();
-    if (now < m_baseTime)
-        RebaseTimerController();
+    MoveOldBase();
+    std::int64_t now = PresentByBase();
     if (GetNextUpdateTime() > now)
     {
         DoInternalTimerLogic(true);
@@ -345,7 +361,16 @@ void CTimerController::OnInternalTimer()
     bool due;
     do
     {
-        CallFirstItem();
+        try
+        {
+            CallFirstItem();
+        }
+        catch (...)
+        {
+            if (alive.OtherHolders() != 0 && m_internalTimerId == firedTimerId)
+                m_internalTimerId = 0; // the next change of the timers sets it again
+            throw;
+        }
         if (alive.OtherHolders() == 0)
             return; // the callback has ended this controller
         if (IsEmpty())
@@ -354,15 +379,14 @@ void CTimerController::OnInternalTimer()
         if (!due || m_baseTime != base)
         {
             // Only now, or when the last reading no longer compares, does the clock have to be read.
-            now = Present();
-            if (now < m_baseTime)
-                RebaseTimerController();
+            MoveOldBase();
+            now = PresentByBase();
             base = m_baseTime;
             due = GetNextItemUpdateTime() <= now;
         }
     } while (due);
     // A platform timer that has fired must not be taken for one that is set, even if its moment is the next one again.
-    DoInternalTimerLogic(m_internalTimerId == firedTimerId || m_internalTimerId == 0);
+    DoInternalTimerLogic(m_internalTimerId == firedTimerId);
 }
 
 /// Brings the first item up to date and calls its target.

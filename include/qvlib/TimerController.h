@@ -131,6 +131,8 @@ protected:
 
 private:
     QVLIB_LOCAL void Rebase(std::uint32_t now);
+    QVLIB_LOCAL void MoveOldBase();
+    QVLIB_LOCAL std::int64_t PresentByBase() const;
     QVLIB_LOCAL void OnInternalTimer();
     QVLIB_LOCAL void CallFirstItem();
 

@@ -16,6 +16,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -298,6 +299,7 @@ TEST_F(TimerController, ACallbackThatPumpsStartsNoSecondRound)
 TEST_F(TimerController, AnExceptionPassesAndTheNextChangeSetsTheTimerAgain)
 {
     m_timers->SetTimer(&m_target, 1, 10, false);
+    m_timers->SetTimer(&m_target, 3, 10, true); // left over from the same moment
     m_target.then = [](CTimerController &, unsigned long) { throw std::runtime_error("from a callback"); };
     m_clock->Advance(10);
     EXPECT_THROW(Pump(), std::runtime_error);
@@ -306,7 +308,18 @@ TEST_F(TimerController, AnExceptionPassesAndTheNextChangeSetsTheTimerAgain)
     m_target.calls.clear();
     m_timers->SetTimer(&m_target, 2, 100, false);
     Pass(10);
-    EXPECT_EQ(m_target.TakeCalls(), (CallList{{1, 1020}}));
+    EXPECT_EQ(m_target.TakeCalls(), (CallList{{3, 1011}, {1, 1020}}));
+}
+
+TEST_F(TimerController, AFullQueueLosesNoTimer)
+{
+    m_timers->SetTimer(&m_target, 1, 10, false);
+    while (m_timers->PostMessageW(WM_APP + 100, 0, 0))
+        continue;
+    std::thread([&] { m_clock->Advance(10); }).join(); // as the platform's timer thread does
+    EXPECT_TRUE(m_target.calls.empty());
+    Pump();
+    EXPECT_EQ(m_target.TakeCalls(), (CallList{{1, 1010}}));
 }
 
 TEST_F(TimerController, AMessageOfAnEarlierTimerIsStale)
@@ -413,6 +426,25 @@ TEST_F(TimerController, TimersOutliveTheTickCounter)
     EXPECT_EQ(m_timers->GetTimeToNextUpdate(), 0x20);
     PassWhileTimersFire(100);
     EXPECT_EQ(m_target.TakeCalls(), (CallList{{2, 0x30}, {1, 0x81}}));
+
+    // Counted from the counter's 0 ahead of it, nothing is due yet.
+    Restart(0xFFFFFF00);
+    m_timers->SetTimer(&m_target, 1, 0xFF, true);
+    m_clock->Advance(0xFF);
+    m_clock->AdvanceCounts(5000);
+    m_timers->SetTimer(&m_target, 2, 5000, true);
+    Pump();
+    Pass(1);
+    EXPECT_EQ(m_target.TakeCalls(), (CallList{{1, 0}}));
+    EXPECT_EQ(Remaining(2), 4999U);
+
+    // A thread that is late behind the whole round of the counter.
+    Restart(5);
+    m_timers->SetTimer(&m_target, 1, 0xFFFFFFFF, true);
+    EXPECT_EQ(PassWhileTimersFire(4294), 4294);
+    m_clock->Advance(1'000'000);
+    Pump();
+    EXPECT_EQ(m_target.TakeCalls(), (CallList{{1, 32'709}}));
 
     // The longest delay there is moves the base, and nothing else.
     Restart(5000);

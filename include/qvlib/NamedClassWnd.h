@@ -4,9 +4,8 @@
 //
 //   - the class is looked up, and registered when it is missing, at every Create; it has no style;
 //   - every message of the window reaches OnWndMsg as long as the object is attached;
-//   - Destroy on a foreign thread detaches the object and returns at once, without waiting for the window's end or for
-//   a
-//     handler that is running. Who destroys the object there makes sure that no handler of it is running.
+//   - Destroy on a foreign thread detaches the object and returns at once, without waiting for the window's end or
+//     for a handler that is running. Who destroys the object there makes sure that no handler of it is running.
 //
 //     class Listener : public qvlib::CTLNamedClassWnd
 //     {

@@ -6,6 +6,7 @@
 #include "qvlib/host/crt.h"
 #include "qvlib/host/error.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <memory>
 #include <new>
@@ -311,6 +312,17 @@ int CUserLocale::GetCurrencyInfo(unsigned long locale, _currencyfmtW * format)
 namespace qvlib
 {
 
+namespace
+{
+
+/// What was read, `length` characters with the NUL. It ends at the first NUL: a number that is read as one is no text.
+CQVString TextOf(wchar_t const * text, int length)
+{
+    return CQVString(text, static_cast<int>(std::find(text, text + length - 1, L'\0') - text));
+}
+
+} // namespace
+
 bool GetLocaleInfoW(unsigned long locale, unsigned long item, CQVString & result)
 {
     constexpr int kUsual = 255;
@@ -320,7 +332,7 @@ bool GetLocaleInfoW(unsigned long locale, unsigned long item, CQVString & result
     int length = ::GetLocaleInfoW(id, type, usual, kUsual);
     if (length > 0)
     {
-        result = CQVString(usual, length - 1);
+        result = TextOf(usual, length);
         return true;
     }
     if (::GetLastError() != ERROR_INSUFFICIENT_BUFFER)
@@ -336,7 +348,7 @@ bool GetLocaleInfoW(unsigned long locale, unsigned long item, CQVString & result
     length = text != nullptr ? ::GetLocaleInfoW(id, type, text.get(), needed) : 0;
     if (length > 0)
     {
-        result = CQVString(text.get(), length - 1);
+        result = TextOf(text.get(), length);
     }
     return length > 0;
 }

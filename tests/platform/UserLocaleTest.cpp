@@ -274,6 +274,7 @@ TEST(UserLocale, FreeReadersTakeAnyLength)
     EXPECT_EQ(Text(qvlib::GetLocaleInfoW(kEnglishUS, 0xFFFF)), L"");
     EXPECT_EQ(Text(qvlib::GetLocaleInfoW(kUnknown, LOCALE_SDECIMAL)), L"");
     EXPECT_EQ(qvlib::GetLocaleInfoW(kEnglishUS, LOCALE_IDIGITS | LOCALE_RETURN_NUMBER).GetLength(), 1);
+    EXPECT_TRUE(qvlib::GetLocaleInfoW(kEnglishUS, LOCALE_ICURRENCY | LOCALE_RETURN_NUMBER).IsEmpty()) << "the number 0";
     CQVString text = L"as it was";
     EXPECT_FALSE(qvlib::GetLocaleInfoW(kUnknown, LOCALE_SDECIMAL, text));
     EXPECT_FALSE(qvlib::GetCurrencyName(kUnknown, text));

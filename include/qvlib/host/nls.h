@@ -10,9 +10,8 @@
 //    default is told in host/locale.h. Neutral ids (0x7, German) stand for their usual region (0x407).
 //  - Values are text: an optional "-", digits and one ".". Nothing else is taken, no blanks, no exponent, no "+".
 //  - Buffer sizes and results count wchar_t, with the terminating NUL. A size of 0 asks for the size that is needed,
-//  and
-//    the buffer may be null then. 0 is failure, with the reason in GetLastError: ERROR_INSUFFICIENT_BUFFER for a buffer
-//    that is too small, ERROR_INVALID_FLAGS for flags or an item that do not exist, ERROR_INVALID_PARAMETER for
+//    and the buffer may be null then. 0 is failure, with the reason in GetLastError: ERROR_INSUFFICIENT_BUFFER for a
+//    buffer that is too small, ERROR_INVALID_FLAGS for flags or an item that do not exist, ERROR_INVALID_PARAMETER for
 //    everything else, an unknown locale too. A buffer is untouched by a failure.
 //  - All dates are Gregorian, in every locale.
 //

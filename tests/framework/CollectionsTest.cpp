@@ -157,6 +157,39 @@ TEST(Map, FindsTextByItsCharacters)
     EXPECT_THROW(map.GetNextAssoc(none, text, value), CInvalidArgException);
 }
 
+namespace
+{
+
+int g_comparisons = 0;
+
+/// A string that counts how often it is compared.
+struct CountedText : CString
+{
+    using CString::CString;
+    friend bool operator==(CountedText const & a, wchar_t const * b) { return ++g_comparisons, a.Compare(b) == 0; }
+};
+
+} // namespace
+
+TEST(Map, NamesMadeToHaveOneHashDoNotMeet)
+{
+    // The last character of each name is chosen so that HashKey is the same for all of them.
+    constexpr std::uint32_t kInverse = 0x359C449B; // of the prime that HashKey multiplies with
+    CMap<CountedText, wchar_t const *, int, int> map;
+    int count = 0;
+    UINT const common = HashKey<wchar_t const *>(L"common");
+    for (wchar_t first = 1; first <= 300; ++first)
+    {
+        std::wstring name = {L'n', first, L'?'};
+        std::uint32_t const before = HashKey<wchar_t const *>(name.substr(0, 2).c_str());
+        name[2] = static_cast<wchar_t>((common * kInverse) ^ before);
+        ASSERT_EQ(HashKey<wchar_t const *>(name.c_str()), common);
+        map[name.c_str()] = ++count;
+    }
+    EXPECT_EQ(map.GetCount(), 300);
+    EXPECT_LT(g_comparisons, 30);
+}
+
 TEST(Map, AFailedInsertionLeavesNothingBehind)
 {
     CMap<std::string, std::string const &, int, int> map;

@@ -6,9 +6,11 @@
 //     if (ages.Lookup(L"Ann", age)) ...
 //
 // ArgKey and ArgValue are the types by which keys and values are handed over. HashKey<ArgKey> gives a key's hash and
-// may be specialised; keys are compared with ==. The order of a walk is that in which the keys were added. A POSITION
-// holds until its element is removed, and removing the element that a walk has just given does not disturb the walk. A
-// null POSITION throws CInvalidArgException. Maps can not be copied. Objects are thread-compatible.
+// may be specialised, but for keys that are the framework's strings: the names in a document must not be able to meet
+// in one slot on purpose, so a map has a hash of its own for them. Keys are compared with ==. The order of a walk is
+// that in which the keys were added. A POSITION holds until its element is removed, and removing the element that a
+// walk has just given does not disturb the walk. A null POSITION throws CInvalidArgException. Maps can not be copied.
+// Objects are thread-compatible.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +20,7 @@
 #include <utility>
 
 #include "qvlib/framework/exceptions.h"
+#include "qvlib/framework/string.h"
 #include "qvlib/host/types.h"
 
 /// The hash of a key: of the characters for wide text, else what std::hash says.
@@ -73,7 +76,7 @@ public:
     /// Copies the value out; false, with `value` untouched, when the key is not there.
     bool Lookup(ArgKey key, Value & value) const
     {
-        Node const * const node = Find(key, HashKey<ArgKey>(key));
+        Node const * const node = Find(key, Hash(key));
         if (node == nullptr)
             return false;
         value = node->pair.value;
@@ -81,18 +84,18 @@ public:
     }
     CPair const * PLookup(ArgKey key) const
     {
-        Node const * const node = Find(key, HashKey<ArgKey>(key));
+        Node const * const node = Find(key, Hash(key));
         return node ? &node->pair : nullptr;
     }
     CPair * PLookup(ArgKey key)
     {
-        Node * const node = Find(key, HashKey<ArgKey>(key));
+        Node * const node = Find(key, Hash(key));
         return node ? &node->pair : nullptr;
     }
     /// The value of a key, value-initialised when the key is new.
     Value & operator[](ArgKey key)
     {
-        UINT const hash = HashKey<ArgKey>(key);
+        UINT const hash = Hash(key);
         if (Node * const node = Find(key, hash))
             return node->pair.value;
         return Insert(key, hash)->pair.value;
@@ -103,7 +106,7 @@ public:
     {
         if (m_count == 0)
             return false;
-        UINT const hash = HashKey<ArgKey>(key);
+        UINT const hash = Hash(key);
         for (Node ** link = &m_table[hash % m_tableSize]; *link; link = &(*link)->chained)
         {
             Node * const node = *link;
@@ -170,6 +173,23 @@ private:
             AfxThrowInvalidArgException();
         Node * const next = reinterpret_cast<Node const *>(pair)->next;
         return next ? &next->pair : nullptr;
+    }
+    UINT Hash(ArgKey key) const
+    {
+        if constexpr (std::is_base_of_v<CStringT<wchar_t>, Key> && std::is_convertible_v<ArgKey, wchar_t const *>)
+        {
+            constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15ULL;
+            std::uint64_t hash = reinterpret_cast<std::uintptr_t>(this) * kOdd; // nobody knows it beforehand
+            wchar_t const * text = key;
+            for (; text != nullptr && *text != 0; ++text)
+            {
+                hash = (hash ^ static_cast<std::uint32_t>(*text)) * kOdd;
+                hash ^= hash >> 32;
+            }
+            return static_cast<UINT>(hash);
+        }
+        else
+            return HashKey<ArgKey>(key);
     }
     Node * Find(ArgKey key, UINT hash) const
     {

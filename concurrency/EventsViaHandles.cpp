@@ -12,9 +12,9 @@ namespace qvlib
 namespace
 {
 
-// Relaxed: a slot is a handle and nothing that lies behind it, and the host's tables are looked up under their own
-// locks.
-HWND Read(HWND * slot) noexcept { return std::atomic_ref<HWND>(*slot).load(std::memory_order_relaxed); }
+// Acquire, and release below: the host looks windows up without a lock, and whoever finds a handle here must find its
+// window there. A new one would be taken for dead otherwise.
+HWND Read(HWND * slot) noexcept { return std::atomic_ref<HWND>(*slot).load(std::memory_order_acquire); }
 
 } // namespace
 
@@ -25,7 +25,7 @@ EventsViaHandles::EventsViaHandles(HWND * firstSlot, unsigned long slotCount)
 
 bool EventsViaHandles::StoreValue(HWND * slot, HWND newValue, HWND expected)
 {
-    return std::atomic_ref<HWND>(*slot).compare_exchange_strong(expected, newValue, std::memory_order_relaxed);
+    return std::atomic_ref<HWND>(*slot).compare_exchange_strong(expected, newValue, std::memory_order_acq_rel);
 }
 
 bool EventsViaHandles::RegisterHandle(HWND handle)

@@ -153,7 +153,7 @@ unsigned long WaitOnMultipleHandlesWithMessageLoop(unsigned long count, void ** 
         if (delivered == Pump::Result::Abort)
             return WAIT_TIMEOUT;
         DWORD const result = MsgWaitForMultipleObjects(handleCount, handles, all, timeout, QS_ALLINPUT);
-        if (result != handleCount)
+        if (result != handleCount || result == WAIT_FAILED) // a count of all ones is refused, too
             return result;
     }
 }

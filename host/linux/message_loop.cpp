@@ -168,7 +168,7 @@ DWORD MessageQueue::Wait(DWORD count, HANDLE const * handles, DWORD timeout, UIN
                 m_input.Set();
         }
         DWORD const ended = WaitForHandlesOr(m_input, count, handles, all, limit.Left());
-        if (ended != count)
+        if (ended != count || ended == WAIT_FAILED) // a count of all ones is refused, too
             return ended;
         if (serves)
             RunSent();

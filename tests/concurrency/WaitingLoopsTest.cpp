@@ -203,6 +203,7 @@ TEST_F(WaitingLoops, AHandleEndsTheWaitBetweenMessages)
     EXPECT_EQ(WaitOnMultipleHandlesWithMessageLoop(2, handles, 1, 1, true), 0x102UL);
     void * twice[] = {event, event};
     EXPECT_EQ(WaitOnMultipleHandlesWithMessageLoop(2, twice, 1, kForever, true), 0xFFFFFFFFUL);
+    EXPECT_EQ(WaitOnMultipleHandlesWithMessageLoop(~0UL, twice, 1, kForever, true), 0xFFFFFFFFUL); // and doesn't hang
 }
 
 TEST_F(WaitingLoops, ARequestToQuitIsKeptForTheLoopOutside)

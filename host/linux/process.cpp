@@ -9,15 +9,18 @@
 #include "qvlib/host/path.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <new>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <spawn.h>
 #include <sys/epoll.h>
@@ -37,21 +40,25 @@ BOOL Fail(LSTATUS status)
     return FALSE;
 }
 
-/// Whether a process of that number, and not a thread, is there and has not ended.
-bool Lives(pid_t process)
+/// Whether a process of that number, and not a thread, is there and has not ended. For want of files, which says
+/// nothing about it, it is there while signals reach it.
+bool Lives(pid_t process) noexcept
 {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    std::string line;
-    bool runs = false;
-    bool leads = false;
-    while (std::getline(status, line))
-    {
-        if (line.rfind("State:", 0) == 0)
-            runs = line.find_first_of("ZX", 6) != line.find_first_not_of(" \t", 6);
-        else if (line.rfind("Tgid:", 0) == 0)
-            leads = std::strtol(line.c_str() + 5, nullptr, 10) == process;
-    }
-    return runs && leads;
+    std::array<char, 32> path;
+    std::snprintf(path.data(), path.size(), "/proc/%d/status", process);
+    int const file = ::open(path.data(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return ::kill(process, 0) == 0 || errno == EPERM;
+    std::array<char, 1024> buffer; // both lines are among the first
+    ssize_t const size = ::read(file, buffer.data(), buffer.size() - 1);
+    ::close(file);
+    if (size <= 0)
+        return false; // it ended meanwhile
+    buffer[static_cast<std::size_t>(size)] = '\0';
+    char const * const state = std::strstr(buffer.data(), "\nState:\t");
+    char const * const leader = std::strstr(buffer.data(), "\nTgid:\t");
+    return state != nullptr && state[8] != 'Z' && state[8] != 'X' && leader != nullptr &&
+           std::strtol(leader + 7, nullptr, 10) == process;
 }
 
 /// The process has ended: whoever waits for it goes on, and the code is there to be read.

@@ -2,6 +2,7 @@
 #include "qvlib/host/process.h"
 #include "qvlib/host/sync.h"
 #include "qvlib/host/thread.h"
+#include "support/allocation_sweep.h"
 #include "support/asleep.h"
 
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 using qvlib_test::Sleeper;
@@ -222,6 +224,15 @@ TEST(Processes, OfOthersAreSignalledToo)
     ASSERT_NE(process, nullptr);
     EXPECT_EQ(WaitForSingleObject(process, 0), WAIT_TIMEOUT);
     EXPECT_EQ(WaitForSingleObject(process, 1), WAIT_TIMEOUT);
+    // For want of files or memory a look at it may fail to see it, but not say that it has ended.
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    rlimit const none{0, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    DWORD const withoutFiles = WaitForSingleObject(process, 0);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(withoutFiles, WAIT_TIMEOUT);
+    qvlib_test::SweepAllocations([&] { EXPECT_EQ(WaitForSingleObject(process, 0), WAIT_TIMEOUT); });
     DWORD result = WAIT_FAILED;
     Sleeper waiter([&] { result = WaitForSingleObject(process, kLong); });
     waiter.AwaitAsleep();

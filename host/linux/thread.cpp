@@ -46,14 +46,6 @@ namespace
 
 constinit std::atomic<DWORD> g_lastThreadId{0};
 
-DWORD NewThreadId() noexcept
-{
-    DWORD id = 0;
-    while (id == 0) // after four thousand million of them
-        id = g_lastThreadId.fetch_add(4, std::memory_order_relaxed) + 4;
-    return id;
-}
-
 void UseRecord(ThreadRecord * record) noexcept
 {
     t_thread.record = record;
@@ -96,6 +88,18 @@ private:
     Mutex m_mutex;
     std::unordered_set<DWORD> m_ids QVLIB_GUARDED_BY(m_mutex);
 };
+
+/// A number that no thread has.
+DWORD NewThreadId() noexcept
+{
+    for (;;)
+    {
+        DWORD const id = g_lastThreadId.fetch_add(4, std::memory_order_relaxed) + 4;
+        // They go round after a thousand million threads, of which the first may still live.
+        if (id != 0 && !LiveThreads::Get().Has(id))
+            return id;
+    }
+}
 
 /// The very last that happens on a thread, after its static objects are gone.
 void EndThread(void * argument)

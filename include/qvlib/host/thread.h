@@ -8,8 +8,9 @@
 //     GetExitCodeThread(thread, &code); // what Work returned
 //     CloseHandle(thread);
 //
-// A thread's handle becomes signalled when the thread has ended, its static thread objects included. Ids are never 0
-// and not used again. All functions are thread-safe.
+// A thread's handle becomes signalled when the thread has ended, its static thread objects included. Ids are never 0,
+// and one comes again only when its thread has ended and a thousand million others have had theirs. All functions are
+// thread-safe.
 #pragma once
 
 #include "qvlib/export.h"

@@ -254,12 +254,12 @@ void CTLAsyncCmdQueue::Drain(bool evenWithoutWindow)
     CmdQueueStateHolder const keep(state);
     CallEvent const event;
     CTLEmptySyncAsyncCmd marker(event.Handle());
-    old_auto_ptr<CTLAsyncCmd> const holder(&marker, false);
-    unsigned long const last = GetPriorities() - 1;
-    while (state.Size() != 0 && !state.IsQueueGone())
+    while (state.Size() != 0)
     {
         ::ResetEvent(event.Handle());
-        HWND const window = state.Push(holder, last, true);
+        HWND window = nullptr;
+        if (!state.PushMarker(marker, window))
+            return;
         if (window == nullptr && !evenWithoutWindow && state.Withdraw(&marker))
             return;
         ::WaitForSingleObject(event.Handle(), INFINITE);

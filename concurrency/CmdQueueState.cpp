@@ -79,6 +79,12 @@ thread_local WindowsOfThread t_windows;
 
 AsyncCmdQueueState::AsyncCmdQueueState(unsigned long priorities) : m_levels(LevelsFor(priorities)) {}
 
+void AsyncCmdQueueState::QueueIsGone() noexcept
+{
+    CmdQueueLock const lock(m_lock);
+    m_queueGone.store(true, std::memory_order_release);
+}
+
 void AsyncCmdQueueState::EndRunByHand() noexcept
 {
     if (m_runsByHand.fetch_sub(1, std::memory_order_relaxed) == 1 && !IsDispatching() && !IsQueueGone() &&
@@ -155,6 +161,18 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
         ReleaseHolder();
     }
     return window;
+}
+
+bool AsyncCmdQueueState::PushMarker(CTLAsyncCmd & marker, HWND & window)
+{
+    CmdQueueLock const lock(m_lock);
+    if (IsQueueGone() || m_levels.empty())
+        return false;
+    m_levels.back().push_back(CmdEntry(&marker, CmdEntry::kAwaited));
+    SetSize(m_size.load(std::memory_order_relaxed) + 1);
+    PostProcessMessage();
+    window = m_window.load(std::memory_order_relaxed);
+    return true;
 }
 
 bool AsyncCmdQueueState::RunOne(bool arrived)

@@ -75,7 +75,8 @@ public:
     bool IsRunning() const noexcept { return IsDispatching() || m_runsByHand.load(std::memory_order_relaxed) != 0; }
 
     bool IsQueueGone() const noexcept { return m_queueGone.load(std::memory_order_acquire); }
-    void QueueIsGone() noexcept { m_queueGone.store(true, std::memory_order_release); }
+    /// Under the lock, so that a marker was queued before, and is cancelled with the rest, or is refused.
+    void QueueIsGone() noexcept;
 
     // The window.
     /// The window was made.
@@ -89,6 +90,9 @@ public:
     /// Queues the command behind those of its priority, takes over its ownership and posts the process message. Gives
     /// the window that will run it, null when there is none. Throws unexpected_error for a priority that is not there.
     HWND Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigned long priority, bool awaited = false);
+    /// Queues the marker of a wait for emptiness behind everything else. False, and nothing is queued, when the queue is
+    /// gone: nobody would take the marker out again.
+    bool PushMarker(CTLAsyncCmd & marker, HWND & window);
     /// Runs the next command that may run; for a process message that has `arrived`, or by hand. The caller has begun a
     /// dispatch or a run. True when more wait afterwards and the queue is still there.
     bool RunOne(bool arrived);

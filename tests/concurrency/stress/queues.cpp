@@ -204,8 +204,10 @@ void DestroyedByItsCommand(Dice & dice)
     unsigned long const size = queue->GetQueueSize();
     for (unsigned i = 0; i < waiters; ++i)
         waiting.emplace_back(
-            [&ledger, queue, pump = dice.OneIn(2)]
+            [&ledger, queue, empty = dice.OneIn(3), pump = dice.OneIn(2)]
             {
+                if (empty)
+                    return queue->WaitUntilQueueIsEmpty();
                 Command command(ledger);
                 queue->QueueSyncCmd(command, 2, pump);
                 Require(command.IsFinished(), "a waiter came back before its command was over");

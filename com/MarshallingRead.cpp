@@ -72,21 +72,22 @@ public:
         m_end = m_buffer + std::min<std::size_t>(read, sizeof m_buffer);
     }
 
+    /// The next bytes, where they were read ahead to; null when not all of them were.
+    unsigned char const * Take(std::size_t size) noexcept
+    {
+        if (static_cast<std::size_t>(m_end - m_at) < size)
+            return nullptr;
+        m_arrived += size;
+        return std::exchange(m_at, m_at + size);
+    }
+
     HRESULT Get(void * bytes, std::size_t size)
     {
-        auto * to = static_cast<unsigned char *>(bytes);
-        std::size_t const ready = std::min(size, static_cast<std::size_t>(m_end - m_at));
-        std::memcpy(to, m_at, ready);
-        m_at += ready;
-        m_arrived += ready;
-        if (ready == size)
-            return S_OK;
-        ULONG read = 0;
-        HRESULT const result = m_stream->Read(to + ready, static_cast<ULONG>(size - ready), &read);
-        m_arrived += read;
-        if (FAILED(result))
-            return result;
-        return read == size - ready ? S_OK : E_UNEXPECTED;
+        unsigned char const * const ready = Take(size);
+        if (ready == nullptr)
+            return GetPart(bytes, size);
+        std::memcpy(bytes, ready, size);
+        return S_OK;
     }
     template <class Number>
     HRESULT GetNumber(Number & number)
@@ -109,6 +110,22 @@ public:
     }
 
 private:
+    /// What was not all read ahead.
+    HRESULT GetPart(void * bytes, std::size_t size)
+    {
+        auto * to = static_cast<unsigned char *>(bytes);
+        std::size_t const ready = std::min(size, static_cast<std::size_t>(m_end - m_at));
+        std::memcpy(to, m_at, ready);
+        m_at += ready;
+        m_arrived += ready;
+        ULONG read = 0;
+        HRESULT const result = m_stream->Read(to + ready, static_cast<ULONG>(size - ready), &read);
+        m_arrived += read;
+        if (FAILED(result))
+            return result;
+        return read == size - ready ? S_OK : E_UNEXPECTED;
+    }
+
     HRESULT GiveBack()
     {
         auto const ahead = static_cast<LONGLONG>(m_end - m_at);
@@ -159,6 +176,8 @@ HRESULT ReadText(RecordReader & reader, BSTR & text)
     std::uint32_t size = 0;
     if (HRESULT const result = reader.GetNumber(size); FAILED(result) || size == 0)
         return result;
+    if (unsigned char const * const ready = reader.Take(size))
+        return MakeText(ready, size / 2, text);
     unsigned char piece[2048];
     if (size <= sizeof piece)
     {

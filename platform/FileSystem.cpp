@@ -6,13 +6,14 @@
 #include "qvlib/PathUrl.h"
 #include "qvlib/framework/file.h"
 #include "qvlib/framework/filefind.h"
-#include "qvlib/host/error.h"
 #include "qvlib/host/file.h"
+#include "qvlib/host/folder.h"
 #include "qvlib/host/path.h"
 
 #include <algorithm>
-#include <cwchar>
+#include <list>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qvlib
@@ -36,6 +37,50 @@ bool Step(CFileFind & finder, bool & more)
 }
 
 bool IsRealDirectory(CFileFind const & finder) { return finder.IsDirectory() != FALSE && finder.IsDots() == FALSE; }
+
+// Deletes what an open folder lists but for the dot entries and, unless `andFolders`, the folders in it, which it
+// enters where `recursive`. It goes from folder to folder by their handles, as by paths a link that somebody puts in
+// the place of one would lead it elsewhere; and in a loop, as folders may be nested to any depth.
+bool DeleteEntries(host::NativeFolder & first, bool recursive, bool andFolders)
+{
+    struct Level
+    {
+        host::NativeFolder::Entry entry;
+        host::NativeFolder folder;
+    };
+    std::list<Level> entered;
+    host::NativeFolder * folder = &first;
+    host::NativeFolder::Entry entry;
+    for (;;)
+    {
+        if (folder->Next(entry))
+        {
+            if (entry.name == "." || entry.name == "..")
+                continue;
+            if (!entry.isFolder)
+            {
+                if (folder->Remove(entry) != ERROR_SUCCESS)
+                    return false;
+            }
+            else if (recursive)
+            {
+                Level & level = entered.emplace_back();
+                level.entry = entry;
+                if (level.folder.Open(*folder, entry) != ERROR_SUCCESS)
+                    return false;
+                folder = &level.folder;
+            }
+            continue;
+        }
+        if (entered.empty())
+            return true;
+        entry = std::move(entered.back().entry);
+        entered.pop_back();
+        folder = entered.empty() ? &first : &entered.back().folder;
+        if (andFolders && folder->Remove(entry) != ERROR_SUCCESS)
+            return false;
+    }
+}
 
 } // namespace
 
@@ -91,10 +136,15 @@ bool FileSystem::DeleteDirectory(wchar_t const * path, bool contentIsGone)
     DWORD const attributes = GetFileAttributesW(path);
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return false;
-    // What a link leads to belongs to others.
+    // What a link leads to belongs to others, also when the link has only now come in the directory's place.
     bool const isLink = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-    if (!contentIsGone && !isLink && !DeleteDirectoryContent(path))
-        return false;
+    if (!contentIsGone && !isLink)
+    {
+        host::NativeFolder folder;
+        if (folder.Open(JoinPath(path, L"*").GetString(), host::NativeFolder::AtLink::Refuse) != ERROR_SUCCESS ||
+            !DeleteEntries(folder, true, true))
+            return false;
+    }
     return RemoveDirectoryW(path) != FALSE;
 }
 
@@ -102,45 +152,20 @@ bool FileSystem::DeleteDirectoryContent(wchar_t const * path)
 {
     if (!HasText(path)) // "\*" would be the whole system
         return false;
-    CFileFind finder;
-    bool more = finder.FindFile(JoinPath(path, L"*").GetString()) != FALSE;
-    if (!more)
-        return false;
-    while (Step(finder, more))
-    {
-        if (finder.IsDots() != FALSE)
-            continue;
-        CString const entry = finder.GetFilePath();
-        bool const gone = finder.IsDirectory() != FALSE
-                              ? DeleteDirectoryContent(entry) && RemoveDirectoryW(entry) != FALSE
-                              : DeleteFileW(entry) != FALSE;
-        if (!gone)
-            return false;
-    }
-    return true;
+    host::NativeFolder folder;
+    return folder.Open(JoinPath(path, L"*").GetString()) == ERROR_SUCCESS && DeleteEntries(folder, true, true);
 }
 
 bool FileSystem::DeleteDirectoryFiles(wchar_t const * path, wchar_t const * pattern, bool recursive)
 {
     if (!HasText(path))
         return false;
-    CFileFind finder;
-    bool more = finder.FindFile(JoinPath(path, HasText(pattern) ? pattern : L"*").GetString()) != FALSE;
-    if (!more)
-        return GetLastError() == static_cast<DWORD>(ERROR_FILE_NOT_FOUND) && DirectoryExists(path);
-    while (Step(finder, more))
-    {
-        if (finder.IsDirectory() == FALSE)
-        {
-            if (DeleteFileW(finder.GetFilePath()) == FALSE)
-                return false;
-        }
-        // Kept on purpose, as callers count on it: the pattern picks the directories to visit, and is not applied in
-        // them.
-        else if (recursive && finder.IsDots() == FALSE && !DeleteDirectoryFiles(finder.GetFilePath(), L"*", true))
-            return false;
-    }
-    return true;
+    host::NativeFolder folder;
+    LSTATUS const status = folder.Open(JoinPath(path, HasText(pattern) ? pattern : L"*").GetString());
+    if (status != ERROR_SUCCESS)
+        return status == ERROR_FILE_NOT_FOUND && DirectoryExists(path);
+    // Kept on purpose, as callers count on it: the pattern picks the directories to visit, and is not applied in them.
+    return DeleteEntries(folder, recursive, false);
 }
 
 bool FileSystem::DeleteDirectoryFiles(wchar_t const * path, bool recursive)

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unicode/uchar.h>
+#include <unistd.h>
 
 namespace qvlib::host
 {
@@ -121,6 +122,18 @@ private:
     std::vector<char> m_next;
 };
 
+// Null, with errno, when it isn't a folder that can be read.
+DIR * OpenFolder(int parent, char const * name, bool followLink)
+{
+    int const file = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW));
+    if (file < 0)
+        return nullptr;
+    DIR * const entries = ::fdopendir(file);
+    if (entries == nullptr)
+        ::close(file);
+    return entries;
+}
+
 } // namespace
 
 bool MatchesFilePattern(wchar_t const * name, wchar_t const * pattern)
@@ -150,7 +163,7 @@ struct NativeFolder::Reader
 NativeFolder::NativeFolder() noexcept = default;
 NativeFolder::~NativeFolder() = default;
 
-LSTATUS NativeFolder::Open(wchar_t const * path)
+LSTATUS NativeFolder::Open(wchar_t const * path, AtLink atLink)
 {
     Close();
     std::wstring_view const text(path == nullptr ? L"" : path);
@@ -168,7 +181,11 @@ LSTATUS NativeFolder::Open(wchar_t const * path)
     else if (root.back() == L':')
         root += L'\\';
 
-    std::string const folder = NativePath(root.c_str());
+    std::string folder = NativePath(root.c_str());
+    // The system would follow a link by a name with a slash at its end.
+    if (root.back() == L'/')
+        while (folder.size() > 1 && folder.back() == '/')
+            folder.pop_back();
     auto reader = std::make_unique<Reader>(root, last);
     if (last.find_first_of(L"*?") == std::wstring_view::npos)
     {
@@ -179,9 +196,21 @@ LSTATUS NativeFolder::Open(wchar_t const * path)
         reader->onlyOne = true;
         reader->only = native.substr(native.rfind('/') + 1);
     }
-    reader->entries = ::opendir(folder.empty() ? "." : folder.c_str());
+    reader->entries = OpenFolder(AT_FDCWD, folder.empty() ? "." : folder.c_str(), atLink == AtLink::Follow);
     if (reader->entries == nullptr)
         return StatusOfPath(errno, folder);
+    m_reader = std::move(reader);
+    return ERROR_SUCCESS;
+}
+
+LSTATUS NativeFolder::Open(NativeFolder const & parent, Entry const & entry)
+{
+    if (parent.m_reader == nullptr)
+        return ERROR_INVALID_HANDLE;
+    auto reader = std::make_unique<Reader>(std::wstring_view(), L"*");
+    reader->entries = OpenFolder(::dirfd(parent.m_reader->entries), entry.name.c_str(), false);
+    if (reader->entries == nullptr)
+        return StatusOf(errno);
     m_reader = std::move(reader);
     return ERROR_SUCCESS;
 }
@@ -244,6 +273,15 @@ bool NativeFolder::Status(Entry const & entry, DWORD & attributes, std::uint64_t
     attributes = AttributesOf(status, entry.name);
     size = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
     return true;
+}
+
+LSTATUS NativeFolder::Remove(Entry const & entry) const
+{
+    if (m_reader == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (::unlinkat(::dirfd(m_reader->entries), entry.name.c_str(), entry.isFolder ? AT_REMOVEDIR : 0) == 0)
+        return ERROR_SUCCESS;
+    return errno == ENOTEMPTY || errno == EEXIST ? ERROR_DIR_NOT_EMPTY : StatusOf(errno);
 }
 
 } // namespace qvlib::host

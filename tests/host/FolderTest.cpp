@@ -93,6 +93,37 @@ TEST(Folder, ListsWhatMatchesAndFollowsNoLink)
         EXPECT_EQ(Names(bad), (std::set<std::string>{"(failed)"}));
 }
 
+TEST(Folder, ALinkPutInAFoldersPlaceLeadsNobodyElsewhere)
+{
+    qvlib_test::TempFolder const folder;
+    fs::create_directories(folder / "kept");
+    fs::create_directories(folder / "outer/inner");
+    Touch(folder / "kept/f");
+    Touch(folder / "outer/inner/f");
+    std::wstring const root = qvlib::host::PlatformPath(folder.Path().string());
+    qvlib::host::NativeFolder outer, inner, none;
+    qvlib::host::NativeFolder::Entry entry, file;
+    ASSERT_EQ(outer.Open((root + L"\\outer\\*n*").c_str()), ERROR_SUCCESS);
+    ASSERT_TRUE(outer.Next(entry) && entry.name == "inner");
+    ASSERT_EQ(inner.Open(outer, entry), ERROR_SUCCESS);
+    while (inner.Next(file) && file.name != "f")
+    {
+    }
+    fs::rename(folder / "outer/inner", folder / "aside");
+    fs::create_directory_symlink("../kept", folder / "outer/inner");
+    EXPECT_EQ(inner.Remove(file), ERROR_SUCCESS); // of the folder that was opened
+    EXPECT_NE(inner.Remove(file), ERROR_SUCCESS);
+    EXPECT_NE(none.Open(outer, entry), ERROR_SUCCESS);
+    EXPECT_NE(outer.Remove(entry), ERROR_SUCCESS); // it is no folder now
+    EXPECT_TRUE(fs::exists(folder / "kept/f") && fs::is_empty(folder / "aside"));
+    using AtLink = qvlib::host::NativeFolder::AtLink;
+    for (std::wstring const & link : {root + L"\\outer\\inner\\*", (folder / "outer/inner").wstring() + L"/*"})
+    {
+        EXPECT_EQ(none.Open(link.c_str(), AtLink::Refuse), ERROR_PATH_NOT_FOUND);
+        EXPECT_EQ(none.Open(link.c_str()), ERROR_SUCCESS);
+    }
+}
+
 TEST(Folder, AnyNameOfTheSystemHasAPathThatLeadsToIt)
 {
     qvlib_test::TempFolder const folder;

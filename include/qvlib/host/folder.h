@@ -1,7 +1,8 @@
 // Reading a folder of the system, name by name; what the framework's CFileFind stands on.
 //
 // Only one folder's handle is held and one name at a time, so memory does not grow with the folder. Symbolic links are
-// told as such and never followed.
+// told as such and never followed. What is done to an entry is done in the folder that was opened, wherever that stands
+// by then: nobody turns it elsewhere by putting a link in the place of a folder.
 #pragma once
 
 #include "qvlib/export.h"
@@ -34,9 +35,19 @@ public:
     NativeFolder & operator=(NativeFolder const &) = delete;
     ~NativeFolder();
 
+    /// What becomes of a link that stands where the folder to be read should.
+    enum class AtLink
+    {
+        Follow,
+        Refuse ///< ERROR_PATH_NOT_FOUND
+    };
+
     /// Starts to read what matches a path of the platform whose last name may hold wildcards. The entries "." and ".."
     /// are among the names. ERROR_SUCCESS, whether anything matches or not, or why the folder can't be read.
-    LSTATUS Open(wchar_t const * path);
+    LSTATUS Open(wchar_t const * path, AtLink atLink = AtLink::Follow);
+    /// Starts to read all of a folder that is an entry of another, which is open. Fails when by now something else, a
+    /// link too, stands in its place. Root is empty then.
+    LSTATUS Open(NativeFolder const & parent, Entry const & entry);
     /// The next entry, in the system's order. False at the end.
     bool Next(Entry & entry);
     void Close() noexcept;
@@ -46,6 +57,10 @@ public:
     /// The attributes (FILE_ATTRIBUTE_) and the size of an entry, of a link itself. A folder's size is 0. False when
     /// the entry isn't there any more. The folder must be open.
     bool Status(Entry const & entry, DWORD & attributes, std::uint64_t & size) const;
+
+    /// Removes an entry: a folder, which must be empty, or anything else; of a link the link itself. The folder must be
+    /// open. Fails when the entry isn't there any more, or is a folder now and was none, or the other way round.
+    LSTATUS Remove(Entry const & entry) const;
 
 private:
     struct Reader;

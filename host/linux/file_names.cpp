@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -32,6 +33,16 @@ std::string_view LastName(std::string_view path)
     while (path.size() > 1 && path.back() == '/')
         path.remove_suffix(1);
     return path.substr(path.rfind('/') + 1);
+}
+
+// The system's path of the very thing that a path names: with a slash at its end, which only a path of the system's own
+// and the root of a drive have, the name of a link would stand for what the link leads to.
+std::string OwnName(LPCWSTR path, std::string native)
+{
+    if (std::wstring_view(path).back() == L'/')
+        while (native.size() > 1 && native.back() == '/')
+            native.pop_back();
+    return native;
 }
 
 // Renames and never replaces; where the system can't promise that, after a look.
@@ -70,7 +81,7 @@ BOOL RemoveDirectoryW(LPCWSTR path)
 {
     if (!HasText(path))
         return Fail(ERROR_PATH_NOT_FOUND);
-    std::string const native = host::NativePath(path);
+    std::string const native = OwnName(path, host::NativePath(path));
     if (::rmdir(native.c_str()) == 0)
         return TRUE;
     int const error = errno;
@@ -136,7 +147,7 @@ DWORD GetFileAttributesW(LPCWSTR path)
         return INVALID_FILE_ATTRIBUTES;
     }
     DWORD attributes = host::AttributesOf(status, LastName(native));
-    if (::lstat(native.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+    if (::lstat(OwnName(path, std::move(native)).c_str(), &status) == 0 && S_ISLNK(status.st_mode))
         attributes = (attributes & ~FILE_ATTRIBUTE_NORMAL) | FILE_ATTRIBUTE_REPARSE_POINT;
     return attributes;
 }

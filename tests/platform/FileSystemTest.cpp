@@ -143,6 +143,17 @@ TEST_F(FileSystemTest, DeletingADirectoryLeavesWhatLinksLeadTo)
     EXPECT_TRUE(All().empty());
 }
 
+TEST_F(FileSystemTest, ALinkIsMeantWithASlashAtItsEndToo)
+{
+    MakeFolder("kept");
+    Touch("kept/f");
+    fs::create_directory_symlink("kept", Native("link"));
+    std::wstring const link = Native("link").wstring() + L"//";
+    EXPECT_EQ(GetFileAttributesW(link.c_str()), FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
+    EXPECT_TRUE(FileSystem::DeleteDirectory(link.c_str(), false));
+    EXPECT_EQ(All(), (Names{"kept", "kept/f"}));
+}
+
 TEST_F(FileSystemTest, APatternPicksTheDirectoriesThatLoseAllTheirFiles)
 {
     for (char const * const name : {"t.txt", "x", "sub.txt", "other"})

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
@@ -27,19 +28,42 @@ bool IsEscape(wchar_t character)
     return character == EscapedByte('\\') || (character >= kEscape + 0x80 && character <= kEscape + 0xFF);
 }
 
+bool IsCharacter(wchar_t character)
+{
+    auto const code = static_cast<std::uint32_t>(character);
+    return code <= 0x10FFFF && (code & 0xFFFFF800U) != 0xD800;
+}
+
+// What is no character keeps a name of its own in the form that UTF-8 had for any number: a name that it is part of
+// must not be taken for another file's.
+void AppendNumber(std::string & native, std::uint32_t number)
+{
+    unsigned extra = 2;
+    while (extra < 6 && number >> (5 * extra + 6) != 0)
+        ++extra;
+    native += static_cast<char>(0xFF00U >> (extra + 1) | static_cast<unsigned>(std::uint64_t{number} >> (6 * extra)));
+    while (extra-- > 0)
+        native += static_cast<char>(0x80U | (number >> (6 * extra) & 0x3FU));
+}
+
 void AppendNative(std::string & native, std::wstring_view name)
 {
     while (!name.empty())
     {
         std::size_t plain = 0;
-        while (plain < name.size() && !IsEscape(name[plain]))
+        while (plain < name.size() && IsCharacter(name[plain]))
             ++plain;
         std::size_t const before = native.size();
         native.resize(before + Utf8Length(name.data(), plain));
         EncodeUtf8(name.data(), plain, native.data() + before);
         name.remove_prefix(plain);
-        for (; !name.empty() && IsEscape(name.front()); name.remove_prefix(1))
-            native += static_cast<char>(name.front() - kEscape);
+        for (; !name.empty() && !IsCharacter(name.front()); name.remove_prefix(1))
+        {
+            if (IsEscape(name.front()))
+                native += static_cast<char>(name.front() - kEscape);
+            else
+                AppendNumber(native, static_cast<std::uint32_t>(name.front()));
+        }
     }
 }
 

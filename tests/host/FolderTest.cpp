@@ -140,6 +140,21 @@ TEST(Folder, AnyNameOfTheSystemHasAPathThatLeadsToIt)
         EXPECT_NE(DeleteFileW((root + wide).c_str()), FALSE);
         EXPECT_FALSE(fs::exists(folder / name));
     }
+    // What is no character is not another file's name: neither the replacement character's nor one another's.
+    std::set<std::string> names{"\xEF\xBF\xBD"};
+    wchar_t const numbers[] = {0xD800,
+                               0xDBFF,
+                               0xDC00,
+                               0xDC7F,
+                               0xDD00,
+                               0xDFFF,
+                               0x110000,
+                               0x7FFFFFFF,
+                               static_cast<wchar_t>(0x80000000),
+                               static_cast<wchar_t>(0xFFFFFFFF)};
+    for (wchar_t const number : numbers)
+        EXPECT_TRUE(names.insert(qvlib::host::NativeName({&number, 1})).second) << static_cast<unsigned>(number);
+    EXPECT_EQ(names.count("\xED\xA0\x80"), 1U);
 }
 
 TEST(Folder, NamesAreMadeMovedAndRemoved)

@@ -10,6 +10,7 @@
 //
 // A name of the system is any row of bytes. A byte that is no UTF-8, and a backslash, stands in a path of the platform
 // as the lone surrogate 0xDC00 + byte, and becomes that byte again on the way back: what a folder lists can be opened.
+// Other lone surrogates, and what lies above 0x10FFFF, stand for bytes of their own, never for those of another name.
 #pragma once
 
 #include <string>

@@ -350,8 +350,9 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, void *, void *, BOO
         return Fail(program.empty() ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_PARAMETER);
 
     std::string const file = alongPath ? host::NativeName(program) : host::NativePath(std::wstring(program).c_str());
+    // Programs take their own name apart at the system's separators.
     std::vector<std::string> words;
-    words.push_back(host::NativeName(first));
+    words.push_back(first == program ? file : host::NativeName(first));
     for (std::wstring const & word : host::SplitArguments(line))
         words.push_back(host::NativeName(word));
     std::vector<char *> arguments;

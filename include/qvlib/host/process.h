@@ -41,7 +41,8 @@ struct PROCESS_INFORMATION
 /// command line does, in quotation marks or not, and a name without a separator is sought along $PATH. The program gets
 /// the words of the command line by the platform's rules (blanks part them, quotation marks hold them together,
 /// backslashes count only ahead of a quotation mark); no shell has a part in it. A command line that begins with
-/// `application` keeps that as one word. It gets the standard streams and the environment, but no other open file, no
+/// `application` keeps that as one word. Its own name, the first word, it gets in the system's form (/usr/bin/touch)
+/// where that is what names the program. It gets the standard streams and the environment, but no other open file, no
 /// signal blocked or ignored. The records, flags, environment, folder and start-up arguments have no effect.
 QVLIB_API BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, void * processSecurity, void * threadSecurity,
                               BOOL inheritHandles, DWORD flags, void * environment, LPCWSTR folder,

@@ -5,9 +5,13 @@
 #include "qvlib/host/process.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 namespace host = qvlib::host;
@@ -35,6 +39,35 @@ std::string Image()
     return length <= 0 ? std::string() : std::string(path, static_cast<std::size_t>(length));
 }
 
+/// The file that is mapped where the address lies.
+std::string MappedFile(void const * address)
+{
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line))
+    {
+        char * end = nullptr;
+        auto const wanted = reinterpret_cast<std::uintptr_t>(address);
+        std::uintptr_t const from = std::strtoull(line.c_str(), &end, 16);
+        std::size_t const path = line.find('/');
+        if (wanted >= from && wanted < std::strtoull(end + 1, nullptr, 16) && path != std::string::npos)
+            return line.substr(path);
+    }
+    return {};
+}
+
+std::string ModuleOf(void const * address)
+{
+    Dl_info information{};
+    link_map * map = nullptr;
+    if (::dladdr1(address, &information, reinterpret_cast<void **>(&map), RTLD_DL_LINKMAP) == 0)
+        return {};
+    if (*map->l_name == '\0')
+        return Image();
+    // A name that is not from the root on was so from the folder that was the running one when the module was loaded.
+    return *map->l_name == '/' ? map->l_name : MappedFile(map->l_ld);
+}
+
 } // namespace
 
 DWORD GetProcessImageFileNameW(HANDLE process, LPWSTR path, DWORD capacity)
@@ -46,13 +79,7 @@ DWORD GetModuleFileNameExW(HANDLE process, HMODULE module, LPWSTR path, DWORD ca
 {
     std::string native;
     if (process == GetCurrentProcess())
-    {
-        Dl_info information{};
-        if (module == nullptr)
-            native = Image();
-        else if (::dladdr(module, &information) != 0 && information.dli_fname != nullptr)
-            native = information.dli_fname;
-    }
+        native = module == nullptr ? Image() : ModuleOf(module);
     return CutOff(native, path, capacity);
 }
 

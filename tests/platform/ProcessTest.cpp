@@ -100,6 +100,11 @@ TEST_F(ProcessTest, ArgumentsArriveByThePlatformsQuotingAndSeeNoShell)
     EXPECT_EQ(WordsOf(nullptr, L" \"" + m_program + L"\""), "");
     EXPECT_EQ(WordsOf(L"", L"cp /dev/null " + (m_folder / "words").wstring()), "");
     EXPECT_TRUE(fs::exists(m_folder / "words"));
+    // A program is called by its name in the system's form.
+    std::wstring const tellName = L"-c \"printf %s $0 > " + (m_folder / "words").wstring() + L"\"";
+    EXPECT_EQ(WordsOf(L"\\bin\\SH", tellName), "/bin/sh");
+    EXPECT_EQ(WordsOf(L"", L"\\bin\\sh " + tellName), "/bin/sh");
+    EXPECT_EQ(WordsOf(L"", L"sh " + tellName), "sh");
 }
 
 TEST_F(ProcessTest, NothingIsInheritedButTheStandardStreams)
@@ -167,6 +172,8 @@ TEST_F(ProcessTest, PathsOfTheProgramAndItsModules)
     auto const module = reinterpret_cast<HINSTANCE>(reinterpret_cast<void *>(&Process::GetImagePath));
     EXPECT_EQ(Process::GetModuleName(module).Find(L"libqvlib"), 0);
     EXPECT_EQ(Process::GetModuleNameNoExtension(module).Find(L"libqvlib"), 0);
+    // Not as the program was called: by a name that is only good in some folder, or none.
+    EXPECT_EQ(Process::GetModulePath(reinterpret_cast<HINSTANCE>(&g_end)), image);
     int const local = 0;
     EXPECT_TRUE(Process::GetModulePath(reinterpret_cast<HINSTANCE>(const_cast<int *>(&local))).IsEmpty());
     EXPECT_EQ(Process::GetLongPath(m_program.c_str()), m_program.c_str());

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -79,6 +80,13 @@ namespace
 
 LSTATUS LastStatus() noexcept { return StatusOf(errno); }
 
+// With a separator at its end a path means a folder. One of the system's own the system judges itself.
+bool MeansFolder(wchar_t const * path)
+{
+    std::wstring_view const text(path == nullptr ? L"" : path);
+    return !text.empty() && text.back() == L'\\' && text.find(L'/') == std::wstring_view::npos;
+}
+
 constexpr std::size_t kLargestTransfer = std::size_t{1} << 30; // the system takes no more at a time than 2 GB
 
 } // namespace
@@ -89,6 +97,8 @@ LSTATUS NativeFile::Open(wchar_t const * path, Mode const & mode)
 {
     if (IsOpen())
         return ERROR_ACCESS_DENIED;
+    if (MeansFolder(path))
+        return ERROR_PATH_NOT_FOUND;
     std::string const native = NativePath(path);
     int const flags = O_CLOEXEC | (mode.write ? (mode.read ? O_RDWR : O_WRONLY) : O_RDONLY) |
                       (mode.create ? O_CREAT : 0) | (mode.append ? O_APPEND : 0);
@@ -211,6 +221,8 @@ LSTATUS NativeFile::Size(wchar_t const * path, unsigned long long & size)
 
 LSTATUS NativeFile::Remove(wchar_t const * path)
 {
+    if (MeansFolder(path))
+        return ERROR_PATH_NOT_FOUND;
     std::string const native = NativePath(path);
     return ::unlink(native.c_str()) == 0 ? ERROR_SUCCESS : StatusOfPath(errno, native);
 }

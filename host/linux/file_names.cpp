@@ -97,10 +97,7 @@ BOOL RemoveDirectoryW(LPCWSTR path)
 
 BOOL DeleteFileW(LPCWSTR path)
 {
-    // With a separator at its end the path would mean a folder.
-    if (!HasText(path) || std::wstring_view(path).back() == L'\\')
-        return Fail(ERROR_PATH_NOT_FOUND);
-    LSTATUS const status = host::NativeFile::Remove(path);
+    LSTATUS const status = HasText(path) ? host::NativeFile::Remove(path) : ERROR_PATH_NOT_FOUND;
     return status == ERROR_SUCCESS ? TRUE : Fail(status);
 }
 
@@ -144,6 +141,13 @@ DWORD GetFileAttributesW(LPCWSTR path)
     if (native.empty() || ::stat(native.c_str(), &status) != 0)
     {
         Fail(native.empty() ? ERROR_PATH_NOT_FOUND : host::StatusOfPath(errno, native));
+        return INVALID_FILE_ATTRIBUTES;
+    }
+    // A file by the name of a folder; of a path of the system's own, the system has said so.
+    std::wstring_view const text(path);
+    if (!S_ISDIR(status.st_mode) && text.back() == L'\\' && text.find(L'/') == std::wstring_view::npos)
+    {
+        Fail(ERROR_PATH_NOT_FOUND);
         return INVALID_FILE_ATTRIBUTES;
     }
     DWORD attributes = host::AttributesOf(status, LastName(native));

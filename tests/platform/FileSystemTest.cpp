@@ -82,7 +82,8 @@ TEST_F(FileSystemTest, FilesAndDirectoriesAreToldApart)
     EXPECT_TRUE(FileSystem::DirectoryExists(Path(L"D"))); // without regard to case
     EXPECT_TRUE(FileSystem::DirectoryExists(Path(L"link")));
     EXPECT_FALSE(FileSystem::FileExists(Path(L"d")));
-    for (wchar_t const * const missing : {L"none", L"broken", L"f\\x", L"none\\x"})
+    EXPECT_TRUE(FileSystem::DirectoryExists(Path(L"link\\")));
+    for (wchar_t const * const missing : {L"none", L"broken", L"f\\x", L"f\\", L"none\\x"})
     {
         EXPECT_FALSE(FileSystem::FileExists(Path(missing)));
         EXPECT_FALSE(FileSystem::DirectoryExists(Path(missing)));
@@ -109,7 +110,7 @@ TEST_F(FileSystemTest, DirectoriesAreMade)
     EXPECT_FALSE(FileSystem::CreateNewDirectory(L"", true));
     EXPECT_TRUE(FileSystem::CreateEmptyFile(Path(L"f")));
     EXPECT_EQ(fs::file_size(Native("f")), 0U);
-    for (wchar_t const * const bad : {L"a", L"none\\f", L"f\\x", L"f?"})
+    for (wchar_t const * const bad : {L"a", L"none\\f", L"f\\x", L"f?", L"new\\"})
         EXPECT_FALSE(FileSystem::CreateEmptyFile(Path(bad)));
     EXPECT_FALSE(FileSystem::CreateEmptyFile(nullptr));
 }

@@ -227,10 +227,11 @@ CQVString FileSystem::GetTempFileNameW(wchar_t const * directory, wchar_t const 
 
 void FileSystem::GetSubDirPathsRecurse(CStringArray & paths, CQVString const & path)
 {
-    CQVString directory(path);
+    CQVString directory(path.GetString()); // a path ends at its NUL
+    bool const isEmpty = directory.IsEmpty();
     directory.TrimRight(L'\\');
     paths.Add(directory);
-    if (path.IsEmpty())
+    if (isEmpty)
         return;
     CFileFind finder;
     for (bool more = finder.FindFile(JoinPath(directory, L"*").GetString()) != FALSE; Step(finder, more);)
@@ -267,7 +268,8 @@ bool FileSystem::PopulateDirectoryTree(CQVString const & root, int depth, int br
 {
     wchar_t const * const directoryName = directoryPrefix != nullptr ? directoryPrefix : L"_dir";
     wchar_t const * const fileName = filePrefix != nullptr ? filePrefix : L"_file";
-    if (!EnsureDirectoryExists(root, true))
+    CQVString const directory(root.GetString()); // a path ends at its NUL
+    if (!EnsureDirectoryExists(directory, true))
         return false;
     CQVString name;
     if (depth > 0)
@@ -276,7 +278,7 @@ bool FileSystem::PopulateDirectoryTree(CQVString const & root, int depth, int br
         for (int i = 1; i <= count; ++i)
         {
             name.Format(L"%s%d", directoryName, i);
-            if (!PopulateDirectoryTree(JoinPath(root, name), depth - 1, branches, files, directoryName, fileName))
+            if (!PopulateDirectoryTree(JoinPath(directory, name), depth - 1, branches, files, directoryName, fileName))
                 return false;
             if (i == count) // the largest number has none behind it
                 break;
@@ -285,7 +287,7 @@ bool FileSystem::PopulateDirectoryTree(CQVString const & root, int depth, int br
     for (int i = 0; i < files;)
     {
         name.Format(L"%s%d", fileName, ++i);
-        if (!CreateEmptyFile(JoinPath(root, name)))
+        if (!CreateEmptyFile(JoinPath(directory, name)))
             return false;
     }
     return true;

@@ -93,6 +93,8 @@ function(qvlib_shared_library)
   if(UNIX AND NOT APPLE AND NOT QVLIB_SANITIZE)
     target_link_options(qvlib PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,--no-undefined
                                              -Wl,-Bsymbolic-functions)
+    # Its threads, and the ends of threads that used it, run its code: once loaded, it stays.
+    target_link_options(qvlib PRIVATE -Wl,-z,nodelete)
     set_property(TARGET qvlib APPEND PROPERTY LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/exports.map")
   endif()
   target_include_directories(qvlib PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>

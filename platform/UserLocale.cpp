@@ -64,20 +64,27 @@ std::map<CQVString, unsigned long> const & CUserLocale::RegionMap()
 {
     if (m_isoregionmap.empty())
     {
-        ::EnumSystemLocalesW(
-            [](LPWSTR text) -> BOOL
+        auto const addRegion = [](LPWSTR text) -> BOOL
+        {
+            if (text != nullptr)
             {
-                if (text != nullptr)
+                unsigned long const id = qvlib::host::wcstoul(text, nullptr, 16);
+                if (CQVString region; GetStringSetting(id, LOCALE_SISO3166CTRYNAME2, region))
                 {
-                    unsigned long const id = qvlib::host::wcstoul(text, nullptr, 16);
-                    if (CQVString region; GetStringSetting(id, LOCALE_SISO3166CTRYNAME2, region))
-                    {
-                        m_isoregionmap.emplace(region, id); // the first of a region stays
-                    }
+                    m_isoregionmap.emplace(region, id); // the first of a region stays
                 }
-                return TRUE;
-            },
-            LCID_SUPPORTED);
+            }
+            return TRUE;
+        };
+        try
+        {
+            ::EnumSystemLocalesW(addRegion, LCID_SUPPORTED);
+        }
+        catch (...)
+        {
+            m_isoregionmap.clear(); // a map of some regions would be taken for the whole one
+            throw;
+        }
     }
     return m_isoregionmap;
 }

@@ -117,7 +117,10 @@ void CTLAsyncCmdQueueThread::DestroyThread(CTLAsyncCmdQueueThread * thread, bool
         if (!discard)
             thread->Drain(false);
         thread->EmptyQueue();
+        bool const deletesItself = thread->m_bAutoDelete;
         thread->EndThread(false);
+        if (deletesItself)
+            return; // it may be gone already
         // Only now, for the thread may end by itself at any moment. If it has, nobody else deletes the object.
         if (thread->DeleteWhenEnded())
             return;

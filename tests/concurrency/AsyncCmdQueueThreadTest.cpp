@@ -150,6 +150,7 @@ TEST_F(QueueThread, DeletesItselfAfterDestroyThread)
         CTLEvent deleted;
         auto * const thread = new Watched(deleted);
         ASSERT_TRUE(thread->Create());
+        thread->m_bAutoDelete = discard; // set already, or not
         thread->AddQueueLock();
         thread->QueueCmd(New("a"), 0);
         if (!discard)

@@ -159,6 +159,8 @@ DWORD MessageQueue::Wait(DWORD count, HANDLE const * handles, DWORD timeout, UIN
     bool const all = (flags & MWMO_WAITALL) != 0;
     bool const fresh = (flags & MWMO_INPUTAVAILABLE) == 0;
     TimeLimit const limit(timeout);
+    if (serves)
+        RunSent(); // also what an earlier wait has told of, and is not new any more
     for (;;)
     {
         {

@@ -301,6 +301,17 @@ TEST(SendMessage, ABlockedSenderRunsNothing)
     DestroyWindow(own);
 }
 
+TEST(SendMessage, RunsInAWaitThatDoesNotTellOfIt)
+{
+    test::Procedure procedure = [](HWND window, UINT, WPARAM, LPARAM) -> LRESULT
+    { return PostMessageW(window, kHop, 0, 0); };
+    HWND const own = test::NewWindow(&procedure);
+    test::Thread sender([&] { EXPECT_TRUE(SendMessageW(own, kAdd, 0, 0)); });
+    WaitForInput(); // tells of the message, which is not new any more
+    EXPECT_EQ(MsgWaitForMultipleObjects(0, nullptr, FALSE, 60000, QS_POSTMESSAGE), WAIT_OBJECT_0);
+    DestroyWindow(own);
+}
+
 TEST(SendMessage, TimeoutsRaceAnswersHarmlessly)
 {
     test::MessageThread other([](HWND, UINT, WPARAM wParam, LPARAM) { return static_cast<LRESULT>(wParam); });

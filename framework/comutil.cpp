@@ -234,7 +234,9 @@ _variant_t::_variant_t(long value, VARTYPE type) : tagVARIANT()
 {
     if (type != VT_I4 && type != VT_ERROR && type != VT_BOOL)
         _com_issue_error(E_INVALIDARG);
-    LONG const narrow = NarrowLong(value);
+    // A result code written as a `long` may carry its top bit as a sign or as it is.
+    bool const isCode = type == VT_ERROR && value > 0 && value <= 0xFFFFFFFFL;
+    LONG const narrow = isCode ? static_cast<LONG>(static_cast<ULONG>(value)) : NarrowLong(value);
     vt = type;
     if (type == VT_BOOL)
         boolVal = narrow != 0 ? VARIANT_TRUE : VARIANT_FALSE;

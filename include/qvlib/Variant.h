@@ -111,6 +111,8 @@ public:
     qrvariant_t(unsigned short value) noexcept;
     /// VT_INT.
     qrvariant_t(int value) noexcept;
+    /// As the `long` form: HRESULT, LONG and a plain constant are int here.
+    qrvariant_t(int value, unsigned short type) : qrvariant_t(static_cast<long>(value), type) {}
     /// VT_UINT.
     qrvariant_t(unsigned int value) noexcept;
     /// `type` VT_I4, VT_ERROR or VT_BOOL; another throws E_INVALIDARG.

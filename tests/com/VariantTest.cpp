@@ -71,6 +71,8 @@ TEST(QrVariant, TakesTheKindOfItsArgument)
         {qrvariant_t(-8L), VT_I4, -8},
         {qrvariant_t(9L, VT_BOOL), VT_BOOL, -1},
         {qrvariant_t(0x80004005L, VT_ERROR), VT_ERROR, 0}, // no number
+        {qrvariant_t(DISP_E_PARAMNOTFOUND, VT_ERROR), VT_ERROR, 0},
+        {qrvariant_t(LONG{-8}, VT_I4), VT_I4, -8},
         {qrvariant_t(~0UL), VT_UI4, 4294967295.0},
         {qrvariant_t(-9223372036854775807LL), VT_I8, -9223372036854775807.0},
         {qrvariant_t(18446744073709551615ULL), VT_UI8, 18446744073709551615.0},
@@ -114,6 +116,7 @@ TEST(QrVariant, TakesTheKindOfItsArgument)
 
     EXPECT_EQ(Thrown([] { qrvariant_t(static_cast<short>(1), VT_R8); }), E_INVALIDARG);
     EXPECT_EQ(Thrown([] { qrvariant_t(1L, VT_R8); }), E_INVALIDARG);
+    EXPECT_EQ(Thrown([] { qrvariant_t(1, VT_R8); }), E_INVALIDARG);
     EXPECT_EQ(Thrown([] { qrvariant_t(1.0, VT_I4); }), E_INVALIDARG);
     EXPECT_EQ(Thrown([] { qrvariant_t(static_cast<tagVARIANT const *>(nullptr)); }), E_POINTER);
     if (std::numeric_limits<long>::max() > std::numeric_limits<std::int32_t>::max())

@@ -160,6 +160,8 @@ TEST(VariantT, EachTypeHasItsKindAndReadsBack)
     EXPECT_EQ(_variant_t(1.5, VT_DATE).vt, VT_DATE);
     EXPECT_EQ(_variant_t(true).boolVal, VARIANT_TRUE);
     EXPECT_EQ(_variant_t(static_cast<short>(5), VT_BOOL).boolVal, VARIANT_TRUE);
+    EXPECT_EQ(_variant_t(DISP_E_PARAMNOTFOUND, VT_ERROR).scode, DISP_E_PARAMNOTFOUND);
+    EXPECT_EQ(_variant_t(0x80020004L, VT_ERROR).scode, DISP_E_PARAMNOTFOUND);
 
     _variant_t const text(L"12");
     EXPECT_EQ(static_cast<long>(text), 12);

@@ -297,6 +297,8 @@ public:
     _variant_t(unsigned short value) noexcept;
     _variant_t(unsigned long value);
     _variant_t(int value) noexcept;
+    /// As the `long` form: HRESULT, LONG and a plain constant are int here.
+    _variant_t(int value, VARTYPE type) : _variant_t(static_cast<long>(value), type) {}
     _variant_t(unsigned int value) noexcept;
     _variant_t(__int64 value) noexcept;
     _variant_t(unsigned __int64 value) noexcept;

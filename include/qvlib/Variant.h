@@ -34,6 +34,13 @@ class QVLIB_API variant_reader : public tagVARIANT
 {
 public:
     operator tagVARIANT const *() const noexcept { return this; }
+    /// To tagVARIANT *, which functions that only read may ask for, too; of a view, give it to no other. A template, so
+    /// that it never stands beside the conversion above, of whose choice compilers warn.
+    template <std::same_as<tagVARIANT> Variant>
+    operator Variant *() noexcept
+    {
+        return this;
+    }
 
     VarType GetVarType() const noexcept { return VarType(vt); }
     bool IsNumeric() const noexcept { return GetVarType().IsNumeric(); }
@@ -179,15 +186,6 @@ public:
     qrvariant_t & operator=(tagDEC const & value);
     qrvariant_t & operator=(IDispatch * object);
     qrvariant_t & operator=(IUnknown * object);
-
-    /// To tagVARIANT *. A template, so that it never stands beside the conversion to tagVARIANT const *, of whose
-    /// choice compilers warn.
-    template <std::same_as<tagVARIANT> Variant>
-    operator Variant *() noexcept
-    {
-        return this;
-    }
-    using variant_reader::operator tagVARIANT const *;
 
     /// Becomes VT_ERROR with the code. What was held is forgotten, not given back: for a variant that holds nothing.
     void SetError(long code);

@@ -329,6 +329,7 @@ TEST(QrVariant, StandsInOrderByMeaning)
     EXPECT_TRUE(tmpvariant_t(small) < tmpvariant_t(large)); // by value, not by address
     EXPECT_FALSE(tmpvariant_t(large) < tmpvariant_t(small));
     EXPECT_TRUE(small < tmpvariant_t(large));
+    EXPECT_EQ(VarCmp(tmpvariant_t(small), tmpvariant_t(large), 0, 0), VARCMP_LT);
     std::set<qrvariant_t> const sorted{qrvariant_t(3), qrvariant_t(1.5), qrvariant_t(L"x"), qrvariant_t(1.5F)};
     EXPECT_EQ(sorted.size(), 3U);
 }

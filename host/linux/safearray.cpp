@@ -222,6 +222,13 @@ private:
     HRESULT m_result;
 };
 
+/// Ends what all elements own. An object's end must not get at the array.
+HRESULT EndElements(SAFEARRAY * array) noexcept
+{
+    DataLock const lock(array);
+    return ReleaseElements(array, 0, CountOf(array));
+}
+
 } // namespace
 
 SAFEARRAY * SafeArrayCreate(unsigned short vt, UINT dimensions, SAFEARRAYBOUND * bounds)
@@ -241,7 +248,7 @@ HRESULT SafeArrayDestroy(SAFEARRAY * array)
         return S_OK;
     if (array->cLocks != 0)
         return DISP_E_ARRAYISLOCKED;
-    if (HRESULT const result = ReleaseElements(array, 0, CountOf(array)); FAILED(result))
+    if (HRESULT const result = EndElements(array); FAILED(result))
         return result;
     FreeBlocks(array);
     return S_OK;
@@ -253,10 +260,9 @@ HRESULT SafeArrayDestroyData(SAFEARRAY * array)
         return E_INVALIDARG;
     if (array->cLocks != 0)
         return DISP_E_ARRAYISLOCKED;
-    std::size_t const count = CountOf(array);
-    if (HRESULT const result = ReleaseElements(array, 0, count); FAILED(result))
+    if (HRESULT const result = EndElements(array); FAILED(result))
         return result;
-    std::memset(array->pvData, 0, count * array->cbElements);
+    std::memset(array->pvData, 0, CountOf(array) * array->cbElements);
     return S_OK;
 }
 

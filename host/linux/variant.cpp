@@ -72,20 +72,19 @@ HRESULT VariantClear(VARIANTARG * value)
         SysFreeString(old.bstrVal);
     else if ((old.vt & VT_BYREF) == 0)
     {
+        value->vt = VT_EMPTY; // first, as an object's end may look at this variant
         if ((old.vt & VT_ARRAY) != 0)
         {
-            if (HRESULT const result = SafeArrayDestroy(old.parray); FAILED(result))
-                return result;
+            HRESULT const result = SafeArrayDestroy(old.parray);
+            if (FAILED(result))
+                *value = old;
+            return result;
         }
-        else if (old.vt == VT_DISPATCH || old.vt == VT_UNKNOWN)
-        {
-            value->vt = VT_EMPTY; // first, as the object's end may look at this variant
-            if (old.vt == VT_DISPATCH && old.pdispVal != nullptr)
-                old.pdispVal->Release();
-            else if (old.vt == VT_UNKNOWN && old.punkVal != nullptr)
-                old.punkVal->Release();
-            return S_OK;
-        }
+        if (old.vt == VT_DISPATCH && old.pdispVal != nullptr)
+            old.pdispVal->Release();
+        else if (old.vt == VT_UNKNOWN && old.punkVal != nullptr)
+            old.punkVal->Release();
+        return S_OK;
     }
     value->vt = VT_EMPTY;
     return S_OK;

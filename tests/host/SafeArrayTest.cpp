@@ -136,6 +136,25 @@ struct Meddler final : IUnknown
     HRESULT destroyed = S_OK;
 };
 
+TEST(SafeArrayDestroy, HoldsTheArrayUntilItsObjectsHaveEnded)
+{
+    for (bool const wholeVariant : {false, true})
+    {
+        VARIANT value{};
+        value.vt = VT_ARRAY | VT_UNKNOWN;
+        value.parray = SafeArrayCreateVector(VT_UNKNOWN, 0, 2);
+        Meddler meddler;
+        Counted last;
+        LONG index = 0;
+        meddler.array = value.parray;
+        ASSERT_EQ(SafeArrayPutElement(value.parray, &index, &meddler), S_OK);
+        ASSERT_EQ(SafeArrayPutElement(value.parray, &++index, &last), S_OK);
+        EXPECT_EQ(wholeVariant ? VariantClear(&value) : SafeArrayDestroy(value.parray), S_OK);
+        EXPECT_EQ(meddler.destroyed, DISP_E_ARRAYISLOCKED);
+        EXPECT_EQ(last.references, 1U);
+    }
+}
+
 TEST(SafeArrayRedim, KeepsWhatStaysAndEndsWhatGoes)
 {
     SAFEARRAYBOUND bounds[2] = {{2, 0}, {3, 5}};

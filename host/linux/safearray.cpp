@@ -62,7 +62,9 @@ void FreeBlocks(SAFEARRAY * array) noexcept
 /// The bytes that so many elements take; false for more than an array may have, or bounds beyond 32 bits.
 bool DataBytes(ULONG elementSize, UINT dimensions, SAFEARRAYBOUND const * bounds, std::size_t & bytes) noexcept
 {
-    ULONGLONG product = elementSize;
+    // In whatever order the dimensions come, one without elements leaves none.
+    bool const none = std::any_of(bounds, bounds + dimensions, [](auto const & bound) { return bound.cElements == 0; });
+    ULONGLONG product = none ? 0 : elementSize;
     for (UINT i = 0; i < dimensions; ++i)
     {
         LONGLONG const last = LONGLONG{bounds[i].lLbound} + bounds[i].cElements - 1;

@@ -300,6 +300,15 @@ TEST(SafeArray, TellsItsShape)
     EXPECT_EQ(SafeArrayCreate(VT_I1, 3, const_cast<SAFEARRAYBOUND *>(huge)), nullptr);
     EXPECT_EQ(SafeArrayCreateVector(VT_I4, 0x7FFFFFFF, 2), nullptr);
     EXPECT_EQ(SafeArrayCreateVector(VT_EMPTY, 0, 2), nullptr);
+
+    SAFEARRAYBOUND const none[2] = {{0, 0}, {0x40000000, 0}};
+    SAFEARRAY * const empty = SafeArrayCreate(VT_R8, 2, const_cast<SAFEARRAYBOUND *>(none));
+    SAFEARRAY * copy = nullptr;
+    EXPECT_EQ(SafeArrayCopy(empty, &copy), S_OK);
+    EXPECT_EQ(SafeArrayGetUBound(copy, 2, &high), S_OK);
+    EXPECT_EQ(high, 0x3FFFFFFF);
+    EXPECT_EQ(SafeArrayDestroy(empty), S_OK);
+    EXPECT_EQ(SafeArrayDestroy(copy), S_OK);
 }
 
 } // namespace

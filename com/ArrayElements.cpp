@@ -12,11 +12,9 @@ bool ElementsAreOf(unsigned short vt, SAFEARRAY * array) noexcept
     auto const owner = [](unsigned short kind)
     { return kind == VT_BSTR || kind == VT_UNKNOWN || kind == VT_DISPATCH || kind == VT_VARIANT; };
     unsigned short held = VT_EMPTY;
-    if (!owner(vt))
-        return true;
     if (SafeArrayGetVartype(array, &held) != S_OK)
         return false;
-    return held == vt || (vt == VT_UNKNOWN && held == VT_DISPATCH);
+    return (!owner(vt) && !owner(held)) || held == vt || (vt == VT_UNKNOWN && held == VT_DISPATCH);
 }
 
 unsigned long long ElementCount(SAFEARRAY * array) noexcept

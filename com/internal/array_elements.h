@@ -36,7 +36,8 @@ private:
     unsigned long long m_count = 0;
 };
 
-/// Whether the array's elements are what the kind says, as far as reading them wrongly would follow a wild pointer.
+/// Whether the array's elements are what the kind says, as far as reading them wrongly would follow a wild pointer, or
+/// zeroing a part of them leave one.
 bool ElementsAreOf(unsigned short vt, SAFEARRAY * array) noexcept;
 /// Elements in all dimensions.
 unsigned long long ElementCount(SAFEARRAY * array) noexcept;

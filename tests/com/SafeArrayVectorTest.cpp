@@ -102,6 +102,9 @@ TEST(SafeArrayVector, RefusesWithoutLosingWhatItHolds)
     wrong.vt = VT_ARRAY | VT_BSTR; // would be read as pointers
     EXPECT_EQ(vector.Set(wrong, VariantOwnershipRefer), E_INVALIDARG);
     wrong.vt = VT_ARRAY | VT_I8;
+    qrvariant_t texts = ArrayOf(VT_BSTR, 2, nullptr);
+    texts.vt = VT_ARRAY | VT_I4; // taking an element out would leave half a pointer
+    EXPECT_EQ(vector.Set(texts, VariantOwnershipTake), E_INVALIDARG);
     SAFEARRAY * pointer = array.parray;
     qrvariant_t reference;
     reference.vt = VT_BYREF | VT_ARRAY | VT_I4;

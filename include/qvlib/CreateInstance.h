@@ -37,8 +37,6 @@ QVLIB_API HRESULT CoCreateInstanceLic(REFCLSID clsid, IUnknown * outer, DWORD co
 
 } // namespace qvlib
 
-#if !defined(_WIN32)
 template <>
 inline constexpr IID qvlib::host::kInterfaceId<qvlib::ITLAuthenticatingClassFactory> =
     qvlib::IID_ITLAuthenticatingClassFactory;
-#endif

@@ -8,10 +8,9 @@
 //
 // What differs from what a reader may expect:
 //  - Everything lives in this process; a named event is seen by the whole process and by no other. An event costs no
-//  file
-//    descriptor, and one that nobody waits for is set, reset and taken without a call into the system.
+//    file descriptor, and one that nobody waits for is set, reset and taken without a call into the system.
 //  - A wait for all takes nothing until it can take everything, at one moment; until then others may take what is
-//  there.
+//    there.
 //  - SetEvent and PulseEvent hand the signal to the threads that wait at that moment, in the order in which they came.
 //  - Closing a handle that is waited on makes the handle invalid at once; the wait goes on until its time is over or
 //    another handle of the same object is used to signal it.

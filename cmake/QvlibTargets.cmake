@@ -90,6 +90,10 @@ function(qvlib_shared_library)
   set_target_properties(qvlib PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX
                                          CXX_EXTENSIONS OFF)
   target_compile_features(qvlib PUBLIC cxx_std_20)
+  if(UNIX AND NOT APPLE)
+    # Its threads and what threads keep of it outlive a dlclose, so it is never taken out of the process.
+    target_link_options(qvlib PRIVATE -Wl,-z,nodelete)
+  endif()
   if(UNIX AND NOT APPLE AND NOT QVLIB_SANITIZE)
     target_link_options(qvlib PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map" -Wl,--no-undefined
                                              -Wl,-Bsymbolic-functions)

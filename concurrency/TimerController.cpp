@@ -313,7 +313,10 @@ void CTimerController::MoveOldBase()
 
 __int64 CTimerController::GetNextItemUpdateTime() const { return m_baseTime + m_items->FirstUpdate(); }
 
-__int64 CTimerController::GetTimeToNextUpdate() const { return std::max<__int64>(GetNextUpdateTime() - PresentByBase(), 0); }
+__int64 CTimerController::GetTimeToNextUpdate() const
+{
+    return std::max<__int64>(GetNextUpdateTime() - PresentByBase(), 0);
+}
 
 void CALLBACK CTimerController::TimerProc(unsigned int timerId, unsigned int, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {

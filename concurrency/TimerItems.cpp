@@ -27,6 +27,16 @@ void TimerItems::Approach(Index index) const noexcept
 #endif
 }
 
+/// Has the cache fetch what Remove needs to find a timer.
+void TimerItems::ApproachKey(Index index) noexcept
+{
+    Timer const & timer = m_timers[index];
+    if (!ShouldFindEarly())
+        Approach(timer.target);
+    else if (TargetEntry const * const entry = FindTarget(timer.target); entry != nullptr && entry->HasTable())
+        TableOf(*entry).Prefetch(timer.eventId);
+}
+
 TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
     TargetEntry const * const entry = FindTarget(target);

@@ -5,6 +5,19 @@
 namespace qvlib::internal
 {
 
+/// Has the cache fetch the children of four brothers, of which one's will be needed.
+void TimerQueue::ApproachChildren(std::size_t brother) const noexcept
+{
+#if defined(__GNUC__)
+    std::size_t const child = brother * kBranches + 1;
+    if (child + kBranches * kBranches <= m_size)
+        for (std::size_t i = 0; i < kBranches; ++i)
+            __builtin_prefetch(&m_entries[child + i * kBranches], 1);
+#else
+    static_cast<void>(brother);
+#endif
+}
+
 /// Puts an entry in the place of the first one. It comes from the bottom, as a rule, so the hole is taken to the bottom
 /// first and the entry rises from there.
 TimerQueueEntry const & TimerQueue::Sink(TimerQueueEntry entry) noexcept
@@ -15,6 +28,7 @@ TimerQueueEntry const & TimerQueue::Sink(TimerQueueEntry entry) noexcept
     std::size_t child = 1;
     for (; child + kBranches <= m_size; child = hole * kBranches + 1)
     {
+        ApproachChildren(child);
         std::size_t const left = child + (Less(entries[child + 1], entries[child]) ? 1U : 0U);
         std::size_t const right = child + 2 + (Less(entries[child + 3], entries[child + 2]) ? 1U : 0U);
         std::size_t const first = Less(entries[right], entries[left]) ? right : left;

@@ -24,6 +24,8 @@ public:
         Page const * const page = m_pages.Find(eventId / kPage);
         return page != nullptr ? page->indexes[eventId % kPage] : kNone;
     }
+    /// Has the cache fetch the place of an id.
+    void Prefetch(std::uint32_t eventId) const noexcept { m_pages.Prefetch(eventId / kPage); }
     /// For an id that is not there. Throws std::bad_alloc, and nothing has changed.
     void Add(std::uint32_t eventId, Index index)
     {

@@ -100,7 +100,10 @@ private:
     TimerQueueEntry const & Top() noexcept
     {
         while (!IsValid(m_queue.First()))
+        {
+            ApproachKey(m_queue.Second().index);
             Approach(m_queue.Pop().index);
+        }
         return m_queue.First();
     }
     bool IsFirst(Index index) const noexcept
@@ -132,6 +135,7 @@ private:
     void MakeTable(TargetEntry & entry);
     void Forget(TargetEntry & entry) noexcept;
     void Approach(Index index) const noexcept;
+    void ApproachKey(Index index) noexcept;
     Index Add(ITimerEvents * target, std::uint32_t eventId);
     void AddKey(ITimerEvents * target, std::uint32_t eventId, Index index);
     void ReserveTimer();

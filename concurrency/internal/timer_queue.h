@@ -27,6 +27,14 @@ public:
     TimerQueueEntry const * begin() const noexcept { return m_entries.Data(); }
     TimerQueueEntry const * end() const noexcept { return m_entries.Data() + m_size; }
     TimerQueueEntry const & First() const noexcept { return m_entries[0]; }
+    /// The one that will come first when that goes; there must be one.
+    TimerQueueEntry const & Second() const noexcept
+    {
+        std::size_t first = 1;
+        for (std::size_t other = 2; other <= kBranches && other < m_size; ++other)
+            first = Less(m_entries[other], m_entries[first]) ? other : first;
+        return m_entries[first];
+    }
 
     /// Makes room for one more. Throws std::bad_alloc, and nothing has changed.
     void Reserve()
@@ -90,6 +98,7 @@ private:
     }
     TimerQueueEntry const & Sink(TimerQueueEntry entry) noexcept;
     void MakeHeap() noexcept;
+    void ApproachChildren(std::size_t brother) const noexcept;
 
     LineArray<TimerQueueEntry, 1> m_entries; // so that 1 to 4, 5 to 8... have a line each
     std::size_t m_size = 0;

@@ -101,7 +101,7 @@ private:
     }
     bool Take(std::wstring_view sign)
     {
-        if (m_text.substr(m_at, sign.size()) != sign)
+        if (sign.empty() || m_text.substr(m_at, sign.size()) != sign) // a locale may have no such sign
             return false;
         m_at += sign.size();
         return true;

@@ -116,9 +116,9 @@ public:
     /// `type` VT_I2 or VT_BOOL; another throws E_INVALIDARG.
     qrvariant_t(short value, unsigned short type = VT_I2);
     qrvariant_t(unsigned short value) noexcept;
-    /// VT_INT.
+    /// VT_INT; of a LONG or HRESULT, too, which are int here.
     qrvariant_t(int value) noexcept;
-    /// As the `long` form: HRESULT, LONG and a plain constant are int here.
+    /// As the `long` form.
     qrvariant_t(int value, unsigned short type) : qrvariant_t(static_cast<long>(value), type) {}
     /// VT_UINT.
     qrvariant_t(unsigned int value) noexcept;

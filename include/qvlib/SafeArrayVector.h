@@ -34,7 +34,9 @@ enum EVariantOwnershipOptions
 
 class safearrayvector;
 
-/// A place in a safearrayvector, with a view of the element there. Good as long as the vector stays as it is.
+/// A place in a safearrayvector, with a view of the element there. Good as long as the vector stays as it is. The view
+/// lies in the iterator: what `*` gives is gone with it, and changes when it moves, so std::reverse_iterator cannot be
+/// used.
 class QVLIB_API const_safearrayiterator
 {
 public:

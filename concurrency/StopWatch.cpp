@@ -133,9 +133,7 @@ __int64 CTLStopWatch::GetRawReading() noexcept
 {
     if (!m_bCounterPresent.load(kRelaxed)) [[unlikely]]
         return static_cast<__int64>(GetTickCount());
-    LARGE_INTEGER count;
-    QueryPerformanceCounter(&count);
-    return count.QuadPart;
+    return host::PerformanceCount();
 }
 
 __int64 CTLStopWatch::GetRawElapsedTime(__int64 start, __int64 end) noexcept

@@ -30,7 +30,7 @@ std::int64_t ManualNow() { return s_manualNow.load(std::memory_order_relaxed); }
 
 std::timespec SystemNow()
 {
-    std::timespec now{};
+    std::timespec now;
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     return now;
 }
@@ -72,14 +72,7 @@ BOOL QueryPerformanceCounter(LARGE_INTEGER * count)
 {
     if (count == nullptr)
         return FALSE;
-    if (IsManual()) [[unlikely]]
-    {
-        count->QuadPart = ManualNow() / kNanosecondsPerCount;
-        return TRUE;
-    }
-    std::timespec const now = SystemNow();
-    // Below 2^32 the division is a multiplication of 32 by 32 bits.
-    count->QuadPart = now.tv_sec * kCountsPerSecond + static_cast<std::uint32_t>(now.tv_nsec) / 100U;
+    count->QuadPart = qvlib::host::PerformanceCount();
     return TRUE;
 }
 
@@ -101,6 +94,15 @@ std::int64_t internal::MonotonicNanoseconds()
 bool internal::IsClockManual() { return IsManual(); }
 
 void internal::SetManualClock(std::int64_t nanoseconds) { s_manualNow.store(nanoseconds, std::memory_order_relaxed); }
+
+std::int64_t PerformanceCount() noexcept
+{
+    if (IsManual()) [[unlikely]]
+        return ManualNow() / kNanosecondsPerCount;
+    std::timespec const now = SystemNow();
+    // Below 2^32 the division is a multiplication of 32 by 32 bits.
+    return now.tv_sec * kCountsPerSecond + static_cast<std::uint32_t>(now.tv_nsec) / 100U;
+}
 
 DWORD TickCountRoundedUp() { return Ticks(kNanosecondsPerMillisecond - 1); }
 

@@ -204,7 +204,7 @@ void DestroyedByItsCommand(Dice & dice)
     unsigned long const size = queue->GetQueueSize();
     for (unsigned i = 0; i < waiters; ++i)
         waiting.emplace_back(
-            [&ledger, queue, empty = dice.OneIn(3), pump = dice.OneIn(2)]
+            [&ledger, queue, empty = size != 0 && dice.OneIn(3), pump = dice.OneIn(2)]
             {
                 if (empty)
                     return queue->WaitUntilQueueIsEmpty();

@@ -1,13 +1,9 @@
 // A hash table of small entries in one array, with numbers for keys.
 #pragma once
 
-#include "host/internal/large_pages.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <new>
-#include <type_traits>
 #include <utility>
 
 namespace qvlib::internal
@@ -102,24 +98,7 @@ public:
     }
 
 private:
-    static_assert(std::is_trivially_destructible_v<Entry> && alignof(Entry) <= alignof(std::max_align_t));
-    struct Release
-    {
-        void operator()(Entry * entries) const noexcept { ::operator delete(entries); }
-    };
-    using Array = std::unique_ptr<Entry[], Release>;
-
     static constexpr std::size_t kFirstCapacity = 8;
-
-    static Array MakeArray(std::size_t capacity)
-    {
-        void * const memory = ::operator new(capacity * sizeof(Entry));
-        host::PreferLargePages(memory, capacity * sizeof(Entry)); // before its first use
-        Entry * const entries = static_cast<Entry *>(memory);
-        static_assert(std::is_nothrow_default_constructible_v<Entry>);
-        std::uninitialized_value_construct_n(entries, capacity);
-        return Array(entries);
-    }
 
     std::size_t Home(std::uint32_t key) const noexcept
     {
@@ -152,7 +131,7 @@ private:
     void Grow()
     {
         std::size_t const capacity = m_entries == nullptr ? kFirstCapacity : (m_mask + 1) * 2;
-        Array old = MakeArray(capacity);
+        auto old = std::make_unique<Entry[]>(capacity);
         old.swap(m_entries);
         std::size_t const oldCapacity = old == nullptr ? 0 : m_mask + 1;
         m_mask = capacity - 1;
@@ -161,7 +140,7 @@ private:
                 Free(old[i].key) = std::move(old[i]);
     }
 
-    Array m_entries;
+    std::unique_ptr<Entry[]> m_entries;
     std::size_t m_mask = 0; ///< the capacity, a power of two, less 1
     std::size_t m_size = 0;
 };

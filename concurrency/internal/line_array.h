@@ -1,8 +1,6 @@
 // Storage for many small plain values that lie well in the cache's lines and can grow by leaps.
 #pragma once
 
-#include "host/internal/large_pages.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -44,7 +42,6 @@ public:
         if (offset != oldOffset && m_capacity != 0)
             std::memmove(m_memory + offset, m_memory + oldOffset, m_capacity * sizeof(T));
         m_data = reinterpret_cast<T *>(m_memory + offset);
-        host::PreferLargePages(m_data, capacity * sizeof(T));
         m_capacity = capacity;
     }
     void Free() noexcept

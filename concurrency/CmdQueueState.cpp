@@ -141,12 +141,14 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
     CmdEntry const entry(pointer, owned ? CmdEntry::kOwned : awaited ? CmdEntry::kAwaited : CmdEntry::kPlain);
 
     HWND window = nullptr;
+    std::uint32_t size = 0;
     bool posts = false;
     {
         CmdQueueLock const lock(m_lock);
         m_levels[CheckedLevel(priority)].push_back(entry);
         command.release();
-        SetSize(m_size.load(std::memory_order_relaxed) + 1);
+        size = m_size.load(std::memory_order_relaxed) + 1;
+        SetSize(size);
         window = m_window.load(std::memory_order_relaxed);
         posts = window != nullptr && ClaimProcessMessage();
         if (posts)
@@ -157,7 +159,7 @@ HWND AsyncCmdQueueState::Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigne
     // message.
     if (posts)
     {
-        SendProcessMessage(window);
+        SendProcessMessage(window, size);
         ReleaseHolder();
     }
     return window;
@@ -350,17 +352,29 @@ bool AsyncCmdQueueState::ClaimProcessMessage() noexcept
            m_pending.compare_exchange_strong(none, 1, std::memory_order_acq_rel);
 }
 
-void AsyncCmdQueueState::SendProcessMessage(HWND window) noexcept
+void AsyncCmdQueueState::SendProcessMessage(HWND window, std::uint32_t size) noexcept
 {
-    if (!::PostMessageW(window, kProcessQueueMessage, 0, 0))
-        m_pending.store(0, std::memory_order_release);
+    while (!::PostMessageW(window, kProcessQueueMessage, 0, 0))
+    {
+        CmdQueueLock const lock(m_lock);
+        m_pending.store(0, std::memory_order_relaxed);
+        // Whoever has queued a command since the flag was set has relied on this post. So there is one try more, for
+        // him; the next ones find the flag clear.
+        std::uint32_t const now = m_size.load(std::memory_order_relaxed);
+        HWND const current = m_window.load(std::memory_order_relaxed);
+        if (current == nullptr || (now <= size && current == window) || !ClaimProcessMessage())
+            return;
+        size = now;
+        window = current;
+    }
 }
 
 void AsyncCmdQueueState::PostProcessMessage() noexcept
 {
     HWND const window = m_window.load(std::memory_order_acquire);
+    std::uint32_t const size = Size();
     if (window != nullptr && ClaimProcessMessage())
-        SendProcessMessage(window);
+        SendProcessMessage(window, size);
 }
 
 void AsyncCmdQueueState::MissProcessMessage() noexcept

@@ -90,8 +90,8 @@ public:
     /// Queues the command behind those of its priority, takes over its ownership and posts the process message. Gives
     /// the window that will run it, null when there is none. Throws unexpected_error for a priority that is not there.
     HWND Push(old_auto_ptr<CTLAsyncCmd> const & command, unsigned long priority, bool awaited = false);
-    /// Queues the marker of a wait for emptiness behind everything else. False, and nothing is queued, when the queue is
-    /// gone: nobody would take the marker out again.
+    /// Queues the marker of a wait for emptiness behind everything else. False, and nothing is queued, when the queue
+    /// is gone: nobody would take the marker out again.
     bool PushMarker(CTLAsyncCmd & marker, HWND & window);
     /// Runs the next command that may run; for a process message that has `arrived`, or by hand. The caller has begun a
     /// dispatch or a run. True when more wait afterwards and the queue is still there.
@@ -134,7 +134,8 @@ private:
     bool TakeAwaited(CTLAsyncCmd *& command) noexcept;
     /// Whether the caller is the one to post: none was on its way.
     bool ClaimProcessMessage() noexcept;
-    void SendProcessMessage(HWND window) noexcept;
+    /// Posts for whoever has set the flag, when so many commands were waiting.
+    void SendProcessMessage(HWND window, std::uint32_t size) noexcept;
     void SetSize(std::size_t size) noexcept QVLIB_REQUIRES(m_lock);
 
     CTLCriticalSection m_lock;

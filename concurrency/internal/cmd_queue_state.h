@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "concurrency/internal/cmd_ring.h"
+#include "concurrency/internal/lock_guard.h"
 #include "qvlib/AutoPtr.h"
 #include "qvlib/CriticalSection.h"
 #include "qvlib/host/messages.h"
@@ -22,21 +23,7 @@ namespace qvlib::detail
 /// The message that asks the queue's thread to run one command.
 constexpr UINT kProcessQueueMessage = WM_APP + 2;
 
-/// Holds a critical section for a scope.
-class QVLIB_SCOPED_CAPABILITY CmdQueueLock
-{
-public:
-    explicit CmdQueueLock(CTLCriticalSection const & section) QVLIB_ACQUIRE(section) : m_section(section)
-    {
-        m_section.Lock();
-    }
-    CmdQueueLock(CmdQueueLock const &) = delete;
-    CmdQueueLock & operator=(CmdQueueLock const &) = delete;
-    ~CmdQueueLock() QVLIB_RELEASE() { m_section.Unlock(); }
-
-private:
-    CTLCriticalSection const & m_section;
-};
+using CmdQueueLock = internal::LockGuard<CTLCriticalSection const>;
 
 class AsyncCmdQueueState
 {

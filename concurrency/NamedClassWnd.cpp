@@ -17,15 +17,7 @@ bool CTLNamedClassWnd::Create()
 {
     if (HWND const window = GetWndHandle(); window != nullptr && ::IsWindow(window))
         return true; // else it has died with its thread, which tells nobody
-    wchar_t const * const className = GetMsgWndClassName();
-    if (className == nullptr)
-        return false;
-    HWND const window = CreateMessageWindow(className, this);
-    if (window == nullptr)
-        return false;
-    m_window.store(window, std::memory_order_release);
-    SetWindowProcedure(window, &CTLNamedClassWnd::WindowProc);
-    return true;
+    return CreateMessageWindow(m_window, GetMsgWndClassName(), this, &CTLNamedClassWnd::WindowProc);
 }
 
 void CTLNamedClassWnd::Destroy()

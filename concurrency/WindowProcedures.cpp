@@ -23,6 +23,19 @@ wchar_t const * FindOrRegisterWindowClass(wchar_t const * name, UINT style)
     return nullptr;
 }
 
+bool CreateMessageWindow(std::atomic<HWND> & handle, wchar_t const * className, void * object, WNDPROC procedure)
+{
+    if (className == nullptr)
+        return false;
+    HWND const window = ::CreateWindowExW(0, className, nullptr, WS_CHILD, 0, 0, 0, 0, HWND_MESSAGE,
+                                          static_cast<HMENU>(object), nullptr, nullptr);
+    if (window == nullptr)
+        return false;
+    handle.store(window, std::memory_order_release);
+    SetWindowProcedure(window, procedure);
+    return true;
+}
+
 LRESULT OrphanedWindowProcedure(HWND window, UINT msg, WPARAM wParam, LPARAM lParam)
 {
     if (msg != kDestroyWindowMessage)

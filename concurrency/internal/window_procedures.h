@@ -15,13 +15,6 @@ constexpr UINT kDestroyWindowMessage = WM_APP;
 /// How long Destroy on a foreign thread waits for the window's thread, in milliseconds.
 constexpr UINT kDestroyTimeout = 3000;
 
-/// A message-only window of the class, with the object's address as its id and no procedure of its own yet.
-inline HWND CreateMessageWindow(wchar_t const * className, void * object)
-{
-    return ::CreateWindowExW(0, className, nullptr, WS_CHILD, 0, 0, 0, 0, HWND_MESSAGE, static_cast<HMENU>(object),
-                             nullptr, nullptr);
-}
-
 /// The object behind the window, null when the window is gone.
 inline void * ObjectOfWindow(HWND window) { return reinterpret_cast<void *>(::GetWindowLongPtrW(window, GWLP_ID)); }
 
@@ -29,6 +22,10 @@ inline void SetWindowProcedure(HWND window, WNDPROC procedure)
 {
     ::SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(procedure));
 }
+
+/// Makes a message-only window of the class, with the object's address as its id, and puts it into `handle` before
+/// the procedure can run. False, and nothing is changed, when there is no class or no window.
+bool CreateMessageWindow(std::atomic<HWND> & handle, wchar_t const * className, void * object, WNDPROC procedure);
 
 /// Whether the calling thread owns the window.
 inline bool IsOwnWindow(HWND window)

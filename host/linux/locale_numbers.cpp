@@ -259,12 +259,23 @@ constexpr bool IsGrouping(unsigned grouping)
 constexpr std::size_t kLongestSeparator = 3;
 
 template <class Record>
-bool IsRecord(Record const & record)
+bool AreCommonFields(Record const & record)
 {
     return record.NumDigits <= 9 && record.LeadingZero <= 1 && IsGrouping(record.Grouping) &&
            record.lpDecimalSep != nullptr && record.lpThousandSep != nullptr &&
            std::wstring_view(record.lpDecimalSep).size() <= kLongestSeparator &&
            std::wstring_view(record.lpThousandSep).size() <= kLongestSeparator;
+}
+
+bool IsRecord(NUMBERFMTW const & record)
+{
+    return AreCommonFields(record) && record.NegativeOrder < kNegativeNumbers.size();
+}
+
+bool IsRecord(CURRENCYFMTW const & record)
+{
+    return AreCommonFields(record) && record.lpCurrencySymbol != nullptr &&
+           record.NegativeOrder < kNegativeAmounts.size() && record.PositiveOrder < kPositiveAmounts.size();
 }
 
 template <class Record>
@@ -286,24 +297,32 @@ int Refuse(LSTATUS reason)
     return 0;
 }
 
+/// Reads the number; gives why the arguments are refused, or success.
+template <class Record>
+LSTATUS ReadArguments(LocaleData const * data, DWORD flags, LPCWSTR value, Record const * format, LPCWSTR buffer,
+                      int size, Value & number)
+{
+    if (!IsBuffer(buffer, size) || data == nullptr || value == nullptr)
+    {
+        return ERROR_INVALID_PARAMETER;
+    }
+    if (format != nullptr && (flags & LOCALE_NOUSEROVERRIDE) != 0) // other flags mean nothing
+    {
+        return ERROR_INVALID_FLAGS;
+    }
+    bool const good = ReadValue(value, number) && (format == nullptr || IsRecord(*format));
+    return good ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
 } // namespace
 
 int GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value, NUMBERFMTW const * format, LPWSTR buffer, int size)
 {
     LocaleData const * const data = LocaleDataOf(locale);
     Value number;
-    if (!IsBuffer(buffer, size) || data == nullptr || value == nullptr)
+    if (LSTATUS const reason = ReadArguments(data, flags, value, format, buffer, size, number))
     {
-        return Refuse(ERROR_INVALID_PARAMETER);
-    }
-    if (format != nullptr && (flags & LOCALE_NOUSEROVERRIDE) != 0) // other flags mean nothing
-    {
-        return Refuse(ERROR_INVALID_FLAGS);
-    }
-    if (!ReadValue(value, number) ||
-        (format != nullptr && (!IsRecord(*format) || format->NegativeOrder >= kNegativeNumbers.size())))
-    {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Refuse(reason);
     }
     NumberSigns const & signs = data->number;
     Form form =
@@ -319,19 +338,9 @@ int GetCurrencyFormatW(LCID locale, DWORD flags, LPCWSTR value, CURRENCYFMTW con
 {
     LocaleData const * const data = LocaleDataOf(locale);
     Value number;
-    if (!IsBuffer(buffer, size) || data == nullptr || value == nullptr)
+    if (LSTATUS const reason = ReadArguments(data, flags, value, format, buffer, size, number))
     {
-        return Refuse(ERROR_INVALID_PARAMETER);
-    }
-    if (format != nullptr && (flags & LOCALE_NOUSEROVERRIDE) != 0) // other flags mean nothing
-    {
-        return Refuse(ERROR_INVALID_FLAGS);
-    }
-    if (!ReadValue(value, number) || (format != nullptr && (!IsRecord(*format) || format->lpCurrencySymbol == nullptr ||
-                                                            format->NegativeOrder >= kNegativeAmounts.size() ||
-                                                            format->PositiveOrder >= kPositiveAmounts.size())))
-    {
-        return Refuse(ERROR_INVALID_PARAMETER);
+        return Refuse(reason);
     }
     NumberSigns const & signs = data->money;
     Form form = format != nullptr ? FormOf(*format, *data) : Form{data->currencyDigits,

@@ -1,3 +1,4 @@
+#include "support/com_objects.h"
 #include "support/registry_folder.h"
 
 #include <gtest/gtest.h>
@@ -13,18 +14,14 @@ using qvlib::qrvariant_t;
 constexpr wchar_t kId[] = L"{8C1F3A52-0E6B-4F0C-9B7E-2D5A9E0B7C11}";
 constexpr wchar_t kEventClass[] = L"{1D2E3F40-5162-4738-899A-ABBCCDDEEFF0}";
 
-class Subscriber final : public IUnknown
+struct Subscriber final : qvlib_test::Counted
 {
-public:
+    Subscriber() { references = 0; }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
     {
         *object = iid == IID_IUnknown ? this : nullptr;
         return *object != nullptr ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-
-    ULONG references = 0;
 };
 
 class COMPlusAdminCatalogTest : public ::testing::Test
@@ -88,19 +85,8 @@ TEST_F(COMPlusAdminCatalogTest, TellsOfWhatIsNotThere)
 /// Answers every property with a success that is not S_OK.
 TEST_F(COMPlusAdminCatalogTest, OnlyZeroIsSuccess)
 {
-    struct Hesitant final : ICatalogObject
+    struct Hesitant final : qvlib_test::WithoutMembers<qvlib_test::CountedAs<ICatalogObject>>
     {
-        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
-        ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
-        ULONG STDMETHODCALLTYPE Release() override { return 1; }
-        HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *,
-                                         UINT *) override
-        {
-            return E_NOTIMPL;
-        }
         HRESULT STDMETHODCALLTYPE get_Value(BSTR, VARIANT *) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE put_Value(BSTR, VARIANT) override { return S_FALSE; }
         HRESULT STDMETHODCALLTYPE get_Key(VARIANT *) override { return E_NOTIMPL; }

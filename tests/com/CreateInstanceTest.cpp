@@ -2,8 +2,6 @@
 #include "qvlib/ComIdentifiers.h"
 #include "qvlib/Unknown.h"
 #include "qvlib/framework/comutil.h"
-#include "qvlib/host/registry.h"
-#include "qvlib/host/utf16.h"
 #include "support/registry_folder.h"
 
 #include <gtest/gtest.h>
@@ -128,20 +126,8 @@ TEST_F(CreateInstanceTest, AWordOpensAnAuthenticatingClass)
 TEST_F(CreateInstanceTest, NamesResolveThroughTheClassesKey)
 {
     RegistryFolder const folder;
-    auto const set = [](std::wstring const & path, wchar_t const * text)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                  nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
-        std::u16string const units = qvlib::host::ToUtf16(text) + u'\0';
-        EXPECT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<BYTE const *>(units.data()),
-                                 static_cast<DWORD>(units.size() * 2)),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
-    };
-    set(L"Test.Thing\\CLSID", kThingText);
-    set(std::wstring(L"CLSID\\") + kThingText + L"\\ProgID", L"Test.Thing");
+    SetClassText(L"Test.Thing\\CLSID", kThingText);
+    SetClassText(std::wstring(L"CLSID\\") + kThingText + L"\\ProgID", L"Test.Thing");
     EXPECT_STREQ(qvlib::AsProgID(kThing), L"Test.Thing");
 
     _com_ptr_t<IUnknown> thing;
@@ -150,7 +136,8 @@ TEST_F(CreateInstanceTest, NamesResolveThroughTheClassesKey)
     EXPECT_EQ(thing.CreateInstance(kThingText), S_OK);
     EXPECT_EQ(Thing::s_live, 1);
     thing = nullptr;
-    EXPECT_EQ(thing.CreateInstance(L"Test.Nothing"), CO_E_CLASSSTRING);
+    for (wchar_t const * const none : {L"Test.Nothing", L"{no id}"})
+        EXPECT_EQ(thing.CreateInstance(none), CO_E_CLASSSTRING);
     EXPECT_EQ(thing.CreateInstance(static_cast<wchar_t const *>(nullptr)), E_INVALIDARG);
     EXPECT_EQ(CoRevokeClassObject(std::exchange(cookie, 0)), S_OK);
     EXPECT_EQ(thing.CreateInstance(L"Test.Thing"), REGDB_E_CLASSNOTREG); // a name alone makes no class

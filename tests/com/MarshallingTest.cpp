@@ -1,3 +1,5 @@
+#include "support/com_objects.h"
+
 #include <gtest/gtest.h>
 #include <qvlib/ComIdentifiers.h>
 #include <qvlib/Marshalling.h>
@@ -21,18 +23,10 @@ using qvlib::qrvariant_t;
 using Bytes = std::vector<unsigned char>;
 using Stream = _com_ptr_t<IStream>;
 
-class Object final : public qvlib::detail::Counted<IDispatch>
+class Object final : public qvlib_test::WithoutMembers<qvlib::detail::Counted<IDispatch>>
 {
 public:
     explicit Object(int & alive) : m_alive(alive) { ++m_alive; }
-
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override
-    {
-        return E_NOTIMPL;
-    }
 
 private:
     ~Object() override { --m_alive; }

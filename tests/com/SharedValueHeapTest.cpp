@@ -2,6 +2,7 @@
 #include "qvlib/framework/archive.h"
 #include "qvlib/framework/memfile.h"
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -109,26 +110,6 @@ protected:
 
 using Kinds = ::testing::Types<std::less<std::wstring>, WithoutCase>; // a table, and a tree
 TYPED_TEST_SUITE(SharedValueHeapTest, Kinds);
-
-TYPED_TEST(SharedValueHeapTest, EqualTextsShareOneEntry)
-{
-    typename TestFixture::Handle a(L"abc");
-    typename TestFixture::Handle b;
-    b = std::wstring(L"abc");
-    EXPECT_EQ(&*a, &*b);
-    EXPECT_TRUE(a == b);
-    EXPECT_EQ(a.GetUseCount(), 2U);
-    EXPECT_EQ(this->heap().GetSize(), 1U);
-    EXPECT_EQ(this->heap().GetRefCount(), 2U);
-
-    b = std::wstring(L"def");
-    EXPECT_EQ(a.GetUseCount(), 1U);
-    EXPECT_EQ(*b, L"def");
-    EXPECT_EQ(this->heap().GetSize(), 2U);
-    a = b;
-    EXPECT_EQ(this->heap().GetSize(), 1U); // "abc" went with its last handle
-    EXPECT_EQ(a.GetUseCount(), 2U);
-}
 
 TYPED_TEST(SharedValueHeapTest, WhatAHandleHasIsAssignedWithoutLockOrMemory)
 {
@@ -252,38 +233,33 @@ TYPED_TEST(SharedValueHeapTest, ThreadsThatAssignOneNewTextMakeOneEntry)
 // Few texts, so that entries die and are revived all the time.
 TYPED_TEST(SharedValueHeapTest, CountsAreExactUnderContention)
 {
-    constexpr int kThreads = 4;
     constexpr int kSteps = 6000;
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < kThreads; ++i)
-        threads.emplace_back(
-            [this, i]
-            {
-                (void)this;
-                std::wstring const words[] = {L"a", L"bb", L"", L"a text that has memory of its own", L"e", L"f"};
-                std::mt19937 random(i);
-                typename TestFixture::Handle own[3];
-                for (int step = 0; step < kSteps; ++step)
-                {
-                    auto & handle = own[random() % 3];
-                    std::size_t const word = random() % 6;
-                    switch (random() % 4)
-                    {
-                    case 0:
-                        handle.Clear();
-                        break;
-                    case 1:
-                        handle = own[random() % 3];
-                        break;
-                    default:
-                        handle = words[word];
-                        ASSERT_EQ(*handle, words[word]);
-                        break;
-                    }
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    qvlib_test::OnThreads(4,
+                          [](int i)
+                          {
+                              std::wstring const words[] = {L"a", L"bb", L"", L"a text that has memory of its own",
+                                                            L"e", L"f"};
+                              std::mt19937 random(static_cast<unsigned>(i));
+                              typename TestFixture::Handle own[3];
+                              for (int step = 0; step < kSteps; ++step)
+                              {
+                                  auto & handle = own[random() % 3];
+                                  std::size_t const word = random() % 6;
+                                  switch (random() % 4)
+                                  {
+                                  case 0:
+                                      handle.Clear();
+                                      break;
+                                  case 1:
+                                      handle = own[random() % 3];
+                                      break;
+                                  default:
+                                      handle = words[word];
+                                      ASSERT_EQ(*handle, words[word]);
+                                      break;
+                                  }
+                              }
+                          });
     EXPECT_EQ(this->heap().GetSize(), 0U);
     EXPECT_EQ(this->heap().GetRefCount(), 1U);
 }
@@ -353,21 +329,6 @@ TEST(SharedWideString, ARecordCutShortLeavesAHandleOnSomeText)
         }
     }
     EXPECT_EQ(text.GetUseCount(), 1U);
-}
-
-TEST(SharedWideString, IsOneHeapForTheProcess)
-{
-    CSharedWideString a(L"one");
-    void * const heap = qvlib::qvlib_sharedvalueheap_accessor::get(nullptr);
-    std::thread(
-        [&]
-        {
-            CSharedWideString const b(L"one");
-            EXPECT_TRUE(a == b);
-            EXPECT_EQ(qvlib::qvlib_sharedvalueheap_accessor::get(nullptr), heap);
-        })
-        .join();
-    EXPECT_EQ(a.GetUseCount(), 1U);
 }
 
 // Ends when every static object has, the library's own reference to the heap among them.

@@ -41,7 +41,6 @@ enum class Broken
 {
     nothing,
     revivesWithoutPaying,
-    looksThenAdds,
     addsToNone,
     endsAtMinusOneOnly,
     dropsOnce,
@@ -64,8 +63,6 @@ enum class At : char
     compare,
     lockToFind,
     find,
-    look,
-    addLooked,
     addFound,
     pay,
     unlockFound,
@@ -82,7 +79,6 @@ struct Thread
     int found = kNone;    // the entry at hand
     int dropping = kNone; // the entry that is being released
     bool isNew = false;
-    bool wasIdle = false;
     bool ended = false;
     bool again = false; // what is being released was found by mistake: the assignment goes on with the lock
     int handle = kNone;
@@ -102,10 +98,9 @@ struct State
         for (Entry const & entry : entries)
             key += {static_cast<char>(entry.count.Value()), static_cast<char>(entry.value)};
         for (Thread const & t : threads)
-            key += {static_cast<char>(t.script),   static_cast<char>(t.at),    static_cast<char>(t.found),
-                    static_cast<char>(t.dropping), static_cast<char>(t.isNew), static_cast<char>(t.wasIdle),
-                    static_cast<char>(t.ended),    static_cast<char>(t.again), static_cast<char>(t.handle),
-                    static_cast<char>(t.value)};
+            key += {static_cast<char>(t.script),   static_cast<char>(t.at),     static_cast<char>(t.found),
+                    static_cast<char>(t.dropping), static_cast<char>(t.isNew),  static_cast<char>(t.ended),
+                    static_cast<char>(t.again),    static_cast<char>(t.handle), static_cast<char>(t.value)};
         return key += {static_cast<char>(lock), static_cast<char>(heap)};
     }
 };
@@ -219,7 +214,7 @@ private:
             ++t.script;
             t.at = At::start;
             t.found = t.dropping = kNone;
-            t.isNew = t.wasIdle = t.ended = t.again = false;
+            t.isNew = t.ended = t.again = false;
         };
         auto const putOn = [&] { // the handle is the thread's own, so this is no step of its own
             t.dropping = t.handle;
@@ -287,15 +282,7 @@ private:
                 entry(t.found).value = operation;
                 entry(t.found).count.Start();
             }
-            t.at = m_broken == Broken::looksThenAdds ? At::look : At::addFound;
-            break;
-        case At::look:
-            t.wasIdle = entry(t.found).count.Value() == 0;
-            t.at = At::addLooked;
-            break;
-        case At::addLooked:
-            entry(t.found).count.AddToHeld();
-            t.at = t.wasIdle ? At::pay : At::unlockFound;
+            t.at = At::addFound;
             break;
         case At::addFound:
             t.at = entry(t.found).count.AddFound() ? At::pay : At::unlockFound;
@@ -386,8 +373,8 @@ TEST(SharedValueProtocol, NoOrderOfStepsMiscounts)
 
 TEST(SharedValueProtocol, EveryBrokenStepIsFound)
 {
-    for (Broken const broken : {Broken::revivesWithoutPaying, Broken::looksThenAdds, Broken::addsToNone,
-                                Broken::endsAtMinusOneOnly, Broken::dropsOnce, Broken::trustsWhatItFound})
+    for (Broken const broken : {Broken::revivesWithoutPaying, Broken::addsToNone, Broken::endsAtMinusOneOnly,
+                                Broken::dropsOnce, Broken::trustsWhatItFound})
     {
         std::string fault;
         for (Explorer::Scripts const & scripts : kScripts)

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-#include <vector>
-
 namespace
 {
 
@@ -100,33 +96,6 @@ TEST(Unknown, AnUncountedObjectIsNotCounted)
     void * found = nullptr;
     EXPECT_EQ(object.QueryInterface(IID_IUnknown, &found), S_OK);
     EXPECT_EQ(found, &object);
-}
-
-TEST(Unknown, ThreadsCountExactly)
-{
-    int ended = 0;
-    auto * const object = new Watched<1>(ended);
-    constexpr int kThreads = 4;
-    std::atomic<int> zeros{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        object->AddRef();
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                for (int step = 0; step < 5000; ++step)
-                {
-                    object->AddRef();
-                    EXPECT_NE(object->Release(), 0U);
-                }
-                if (object->Release() == 0)
-                    ++zeros;
-            });
-    for (std::thread & thread : threads)
-        thread.join();
-    EXPECT_EQ(zeros, 1);
-    EXPECT_EQ(ended, 1);
 }
 
 } // namespace

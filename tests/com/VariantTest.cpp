@@ -19,37 +19,10 @@ namespace
 using qvlib::qrvariant_t;
 using qvlib::tmpvariant_t;
 using qvlib_test::Counted;
+using qvlib_test::Thrown;
 using qvlib_test::View;
 
-/// The code that a call throws, S_OK when it throws none.
-HRESULT Thrown(std::function<void()> const & call)
-{
-    try
-    {
-        call();
-        return S_OK;
-    }
-    catch (_com_error const & error)
-    {
-        return error.Error();
-    }
-}
-
-/// A late-bound object that does nothing but count.
-struct Dispatch final : IDispatch
-{
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override
-    {
-        return E_NOTIMPL;
-    }
-    ULONG references = 1;
-};
+using Dispatch = qvlib_test::WithoutMembers<qvlib_test::CountedAs<IDispatch>>;
 
 TEST(QrVariant, TakesTheKindOfItsArgument)
 {

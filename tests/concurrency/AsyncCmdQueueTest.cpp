@@ -3,9 +3,11 @@
 #include "concurrency/command_support.h"
 #include "concurrency/message_support.h"
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -112,19 +114,13 @@ struct Sized : CTLAsyncCmd
 CTLAsyncCmd * NewSized(unsigned number)
 {
     auto const mark = static_cast<unsigned char>(number);
-    switch (number % 5)
-    {
-    case 0:
-        return new Sized<1>(mark);
-    case 1:
-        return new Sized<20>(mark);
-    case 2:
-        return new (std::nothrow) Sized<120>(mark);
-    case 3:
-        return new Sized<121>(mark);
-    default:
-        return new Sized<500>(mark);
-    }
+    using Make = CTLAsyncCmd * (*)(unsigned char);
+    static constexpr Make kMakers[] = {[](unsigned char m) -> CTLAsyncCmd * { return new Sized<1>(m); },
+                                       [](unsigned char m) -> CTLAsyncCmd *
+                                       { return new (std::nothrow) Sized<120>(m); },
+                                       [](unsigned char m) -> CTLAsyncCmd * { return new Sized<121>(m); },
+                                       [](unsigned char m) -> CTLAsyncCmd * { return new Sized<500>(m); }};
+    return kMakers[number % 4](mark);
 }
 
 } // namespace
@@ -150,21 +146,17 @@ TEST(CommandMemory, GoesFromThreadToThreadAndBack)
                 EXPECT_EQ(reinterpret_cast<std::uintptr_t>(commands.back().get()) % 64, 0U);
             })
             .join();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back(
-            []
-            {
-                std::vector<std::unique_ptr<CTLAsyncCmd>> own;
-                for (unsigned i = 0; i < 20000; ++i)
-                {
-                    if (own.size() == 700)
-                        own.clear();
-                    own.emplace_back(NewSized(i));
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(3,
+              [](int)
+              {
+                  std::vector<std::unique_ptr<CTLAsyncCmd>> own;
+                  for (unsigned i = 0; i < 20000; ++i)
+                  {
+                      if (own.size() == 700)
+                          own.clear();
+                      own.emplace_back(NewSized(i));
+                  }
+              });
     alignas(Sized<20>) unsigned char place[sizeof(Sized<20>)];
     auto * const placed = new (static_cast<void *>(place)) Sized<20>(3);
     placed->~Sized<20>();
@@ -432,20 +424,6 @@ TEST_F(CommandQueue, ACommandMayDestroyItsQueue)
     Pump();
     EXPECT_EQ(Protocol(), "+a -b ~b #gone ~a");
 
-    // From a run by hand, and from one inside another.
-    queue.emplace();
-    queue->QueueCmd(New("a", destroy), 0);
-    queue->QueueCmd(New("b"), 0);
-    queue->ProcessEntireQueue();
-    EXPECT_EQ(Protocol(), "+a -b ~b #gone ~a");
-    queue.emplace();
-    queue->Create();
-    queue->QueueCmd(New("outer", [&] { queue->ProcessEntireQueue(); }), 0);
-    queue->QueueCmd(New("inner", destroy), 0);
-    queue->QueueCmd(New("b"), 0);
-    Pump();
-    EXPECT_EQ(Protocol(), "+outer +inner -b ~b #gone ~inner ~outer");
-
     // And while Destroy drains it.
     queue.emplace();
     queue->Create();
@@ -491,14 +469,12 @@ TEST_F(CommandQueue, ASynchronousCommandIsOverWhenThePostReturns)
     queue->SendCmd(own, static_cast<void *>(done));
     done.Lock();
     EXPECT_EQ(Protocol(), "+own");
-}
 
-TEST_F(CommandQueue, WithMessagesASynchronousCommandRunsInsideTheWaitOfItsOwnThread)
-{
-    queue->Create();
-    Cmd own(protocol, "own");
-    queue->SendCmdMsgLoop(own);
-    EXPECT_EQ(Protocol(), "+own");
+    Queue here; // with messages it runs inside the wait of its own thread
+    here.Create();
+    Cmd mine(protocol, "mine");
+    here.SendCmdMsgLoop(mine);
+    EXPECT_EQ(Protocol(), "+mine");
 }
 
 TEST_F(CommandQueue, AnExceptionOfASynchronousCommandReleasesTheWaiter)
@@ -525,17 +501,6 @@ TEST_F(CommandQueue, AnExceptionOfASynchronousCommandReleasesTheWaiter)
     EXPECT_EQ(Protocol(), "+bad #back");
 }
 
-TEST_F(CommandQueue, EmptyingReleasesAWaiter)
-{
-    queue->Create();
-    Cmd own(protocol, "own");
-    std::thread other([&] { queue->SendCmd(own); });
-    AwaitSize(*queue, 1);
-    queue->EmptyQueue(kUrgent);
-    other.join();
-    EXPECT_EQ(Protocol(), "-own");
-}
-
 TEST_F(CommandQueue, AnAbortedWaitWithdrawsItsCommand)
 {
     queue->Create();
@@ -556,49 +521,6 @@ TEST_F(CommandQueue, AnAbortedWaitWithdrawsItsCommand)
     EXPECT_EQ(Protocol(), "");
 }
 
-TEST_F(CommandQueue, AnAbortedWaitFromARunningCommandWithdrawsItsCommand)
-{
-    queue->Create();
-    Cmd own(protocol, "own");
-    queue->QueueCmd(New("a",
-                        [&]
-                        {
-                            qvlib::PostAbortWaitingLoopMessage(0);
-                            queue->SendCmdMsgLoop(own); // cannot run inside a running command
-                        }),
-                    0);
-    Pump();
-    EXPECT_EQ(Protocol(), "+a -own ~a");
-}
-
-TEST_F(CommandQueue, AnAbortedWaitOutlastsTheCommandThatRuns)
-{
-    MessageThread owner([&] { queue->Create(); }, [&] { queue->Destroy(true); });
-    CTLEvent running;
-    CTLEvent goOn;
-    Cmd own(protocol, "own",
-            [&]
-            {
-                running.SetEvent();
-                goOn.Lock();
-                protocol.Add('#', "end");
-            });
-    std::atomic<DWORD> id{0};
-    std::thread other(
-        [&]
-        {
-            id = ::GetCurrentThreadId();
-            queue->SendCmdMsgLoop(own);
-            protocol.Add('#', "back");
-        });
-    running.Lock();
-    qvlib::PostAbortWaitingLoopMessage(id);
-    qvlib::PostAbortWaitingLoopMessage(id); // a second one does not end the wait for the end, either
-    goOn.SetEvent();
-    other.join();
-    EXPECT_EQ(Protocol(), "+own #end #back");
-}
-
 TEST_F(CommandQueue, AnExceptionThroughTheWaitWithdrawsTheCommand)
 {
     queue->Create();
@@ -614,68 +536,6 @@ TEST_F(CommandQueue, AnExceptionThroughTheWaitWithdrawsTheCommand)
     other.join();
     EXPECT_EQ(Protocol(), "+bad ~bad -own");
     EXPECT_EQ(queue->GetQueueSize(), 0U);
-}
-
-TEST_F(CommandQueue, TheEndOfTheWindowReleasesItsWaiters)
-{
-    enum class Way
-    {
-        OwnDestroy,
-        WindowOnly,
-        Thread,
-        QueueObject,
-        ForeignDestroy
-    };
-    for (Way const way : {Way::OwnDestroy, Way::WindowOnly, Way::Thread, Way::QueueObject, Way::ForeignDestroy})
-    {
-        SCOPED_TRACE(static_cast<int>(way));
-        queue.emplace(2);
-        Protocol();
-        CTLEvent created;
-        CTLEvent goOn;
-        std::thread owner(
-            [&]
-            {
-                queue->Create();
-                created.SetEvent();
-                goOn.Lock(); // takes no messages until both wait
-                if (way == Way::OwnDestroy)
-                    queue->Destroy(true);
-                else if (way == Way::WindowOnly)
-                    ::DestroyWindow(queue->GetWndHandle());
-                else if (way == Way::QueueObject)
-                    queue.reset();
-            });
-        created.Lock();
-        Cmd own(protocol, "own");
-        Queue & object = *queue;
-        object.AddQueueLock();
-        std::thread plain([&] { object.QueueSyncCmd(own, 0, false); });
-        AwaitSize(object, 1);
-        std::thread pumping([&] { object.QueueSyncCmd(own, 1, true); });
-        AwaitSize(object, 2);
-        if (way == Way::ForeignDestroy)
-        {
-            std::thread third([&] { queue->Destroy(true); });
-            plain.join();
-            goOn.SetEvent();
-            third.join();
-        }
-        else
-        {
-            goOn.SetEvent();
-            plain.join();
-        }
-        pumping.join();
-        owner.join();
-        EXPECT_EQ(Protocol(), "-own -own");
-        // What comes after does not wait.
-        if (queue)
-        {
-            queue->SendCmd(own);
-            EXPECT_EQ(Protocol(), "-own");
-        }
-    }
 }
 
 TEST_F(CommandQueue, WaitingForItsEmptinessWaitsForAllOnAnotherThread)
@@ -713,29 +573,6 @@ TEST_F(CommandQueue, WaitingForItsEmptinessWaitsForAllOnAnotherThread)
     queue->ReleaseQueueLock();
     locked.join();
     EXPECT_EQ(Protocol(), "+c ~c");
-}
-
-TEST_F(CommandQueue, WaitingForItsEmptinessEndsWithTheWindow)
-{
-    CTLEvent created;
-    CTLEvent goOn;
-    std::thread owner(
-        [&]
-        {
-            queue->Create();
-            created.SetEvent();
-            goOn.Lock();
-        });
-    created.Lock();
-    queue->QueueCmd(New("a"), 0);
-    std::thread other([&] { queue->WaitUntilQueueIsEmpty(); });
-    AwaitSize(*queue, 2);
-    goOn.SetEvent();
-    owner.join();
-    other.join();
-    EXPECT_EQ(queue->GetQueueSize(), 1U);
-    queue.reset();
-    EXPECT_EQ(Protocol(), "-a ~a");
 }
 
 TEST_F(CommandQueue, TheThreadsEndDoesNotTouchAWindowMadeElsewhereSince)
@@ -845,40 +682,21 @@ TEST(CommandQueueMemory, LosesNoCommandWhenItIsShort)
 
 TEST_F(CommandQueue, EachOfManyProducersKeepsItsOrder)
 {
-    constexpr int kProducers = 4;
-    constexpr int kCommands = 2000;
-    std::vector<int> next(kProducers, 0);
+    std::array<int, 4> next{};
     bool inOrder = true;
-    struct Step : CTLAsyncCmd
-    {
-        Step(std::vector<int> & all, bool & ordered, int producer, int number)
-            : m_next(all), m_inOrder(ordered), m_producer(producer), m_number(number)
-        {
-        }
-        void Execute() override
-        {
-            int & next = m_next[static_cast<std::size_t>(m_producer)];
-            m_inOrder = m_inOrder && next == m_number;
-            ++next;
-        }
-        std::vector<int> & m_next;
-        bool & m_inOrder;
-        int m_producer;
-        int m_number;
-    };
     MessageThread owner([&] { queue->Create(); }, [&] { queue->Destroy(false); });
     std::vector<std::thread> producers;
-    for (int p = 0; p < kProducers; ++p)
+    for (int & mine : next)
         producers.emplace_back(
-            [&, p]
+            [&]
             {
-                for (int i = 0; i < kCommands; ++i)
-                    queue->QueueCmd(new Step(next, inOrder, p, i), 0);
+                for (int i = 0; i < 2000; ++i)
+                    queue->QueueCmd(New("", [&, i] { inOrder = inOrder && mine++ == i; }), 0);
             });
     for (std::thread & producer : producers)
         producer.join();
     queue->WaitUntilQueueIsEmpty();
     owner.Quit();
     EXPECT_TRUE(inOrder);
-    EXPECT_EQ(next, std::vector<int>(kProducers, kCommands));
+    EXPECT_EQ(next, (std::array{2000, 2000, 2000, 2000}));
 }

@@ -119,30 +119,6 @@ TEST_F(QueueThread, ANeverStartedThreadCancelsItsCommands)
     CTLAsyncCmdQueueThread::DestroyThread(nullptr, false);
 }
 
-TEST_F(QueueThread, TheDestructorEndsAThreadThatStillRuns)
-{
-    CTLEvent running;
-    CTLEvent goOn;
-    {
-        CTLAsyncCmdQueueThread thread;
-        ASSERT_TRUE(thread.Create());
-        thread.QueueCmd(New("a",
-                            [&]
-                            {
-                                running.SetEvent();
-                                goOn.Lock();
-                            }),
-                        0);
-        running.Lock();
-        thread.QueueCmd(New("b"), 0);
-        goOn.SetEvent();
-        thread.AddQueueLock();
-    }
-    std::string const seen = protocol.Take();
-    EXPECT_TRUE(seen == "+a ~a -b ~b" || seen == "+a -b ~b ~a" || seen == "+a -b ~a ~b" || seen == "+a ~a +b ~b")
-        << seen;
-}
-
 TEST_F(QueueThread, DeletesItselfAfterDestroyThread)
 {
     for (bool const discard : {false, true})
@@ -188,22 +164,6 @@ TEST_F(QueueThread, EndsFromItsOwnCommand)
     ASSERT_TRUE(heap->Create());
     heap->QueueCmd(New("c", [&] { CTLAsyncCmdQueueThread::DestroyThread(heap, false); }), 0);
     EXPECT_TRUE(deleted.Lock(60000));
-}
-
-TEST_F(QueueThread, DestroyThreadDeletesOneThatHasQuitByItself)
-{
-    for (int round = 0; round < 20; ++round)
-    {
-        CTLEvent deleted;
-        auto * const thread = new Watched(deleted);
-        ASSERT_TRUE(thread->Create());
-        thread->PostThreadMessage(WM_QUIT, 0, 0);
-        if (round % 2 == 0)
-            while (thread->Created())
-                std::this_thread::yield();
-        CTLAsyncCmdQueueThread::DestroyThread(thread, true);
-        EXPECT_TRUE(deleted.Lock(60000));
-    }
 }
 
 TEST_F(QueueThread, AQuitThreadCancelsWhatWaitsAndReleasesItsWaiters)
@@ -252,27 +212,6 @@ TEST_F(QueueThread, ItsOwnMessagesAreNoReasonForIdleWork)
     EXPECT_TRUE(thread.IsIdleMessage(&message));
     EXPECT_TRUE(thread.OnIdle(0));
     EXPECT_FALSE(thread.OnIdle(1));
-}
-
-TEST_F(QueueThread, ManyStartAndEndAtOnce)
-{
-    std::vector<std::thread> creators;
-    std::atomic<int> run{0};
-    for (int i = 0; i < 4; ++i)
-        creators.emplace_back(
-            [&]
-            {
-                for (int round = 0; round < 10; ++round)
-                {
-                    CTLAsyncCmdQueueThread thread;
-                    ASSERT_TRUE(thread.Create());
-                    thread.QueueCmd(New("a", [&] { ++run; }), 0);
-                    thread.Destroy(false);
-                }
-            });
-    for (std::thread & creator : creators)
-        creator.join();
-    EXPECT_EQ(run, 40);
 }
 
 TEST_F(QueueThread, AThreadStartedSuspendedKeepsItsCreatorUntilItRuns)

@@ -1,12 +1,14 @@
 #include "qvlib/DestroyedMarker.h"
 #include "qvlib/UseCount.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <optional>
-#include <thread>
 #include <vector>
+
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -96,16 +98,11 @@ TEST(UseCount, TellsOfNestingAndOfTheOwnersEnd)
 TEST(UseCount, IsSharedByThreads)
 {
     qvlib::CTLUseCount const count;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(
-            [copy = count]
-            {
-                for (int round = 0; round < 1000; ++round)
-                    qvlib::CTLUseCount const another(copy);
-            });
-    for (std::thread & thread : threads)
-        thread.join();
-    threads.clear();
+    OnThreads(4,
+              [copy = count](int)
+              {
+                  for (int round = 0; round < 1000; ++round)
+                      qvlib::CTLUseCount const another(copy);
+              });
     EXPECT_EQ(count.OtherHolders(), 0);
 }

@@ -2,15 +2,16 @@
 #include "qvlib/framework/exceptions.h"
 #include "qvlib/host/messages.h"
 
+#include "support/threads.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 using qvlib::EventsViaHandles;
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -144,22 +145,19 @@ TEST(EventsViaHandles, NoRegistrationIsLostBetweenThreads)
     std::vector<HWND> windows;
     for (std::size_t i = 0; i < kThreads; ++i)
         windows.push_back(MakeWindow('x'));
-    std::vector<std::thread> threads;
-    for (HWND const window : windows)
-        threads.emplace_back(
-            [&table, window]
-            {
-                for (int i = 0; i < 2000; ++i)
-                {
-                    EXPECT_TRUE(table.RegisterHandle(window));
-                    EXPECT_TRUE(table.HandleIsRegistered(window));
-                    table.FreeInvalideHandles(); // frees no live window
-                    EXPECT_TRUE(table.UnregisterHandle(window));
-                }
-                EXPECT_TRUE(table.RegisterHandle(window));
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(kThreads,
+              [&](int i)
+              {
+                  HWND const window = windows[static_cast<std::size_t>(i)];
+                  for (int round = 0; round < 2000; ++round)
+                  {
+                      EXPECT_TRUE(table.RegisterHandle(window));
+                      EXPECT_TRUE(table.HandleIsRegistered(window));
+                      table.FreeInvalideHandles(); // frees no live window
+                      EXPECT_TRUE(table.UnregisterHandle(window));
+                  }
+                  EXPECT_TRUE(table.RegisterHandle(window));
+              });
     EXPECT_TRUE(std::is_permutation(slots.begin(), slots.end(), windows.begin(), windows.end()));
     for (HWND const window : windows)
         DestroyWindow(window);

@@ -5,18 +5,19 @@
 #include "qvlib/FakeMutex.h"
 #include "qvlib/SimpleMutex.h"
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <type_traits>
-#include <vector>
 
 using qvlib::CTLAssociatedMutex;
 using qvlib::CTLCriticalSection;
 using qvlib::CTLEvent;
 using qvlib::CTLLockAssocMutex;
 using qvlib::CTLSimpleMutex;
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -31,17 +32,6 @@ template <class Lock>
 bool Leave(Lock & lock) QVLIB_NO_THREAD_SAFETY_ANALYSIS
 {
     return lock.Unlock();
-}
-
-/// Runs `work` on several threads at once.
-template <class Work>
-void OnThreads(int count, Work const & work)
-{
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i)
-        threads.emplace_back([&work, i] { work(i); });
-    for (std::thread & thread : threads)
-        thread.join();
 }
 
 /// The map of the associations, which derived classes see.
@@ -154,8 +144,7 @@ TEST(Event, WaitsForASignalThatOnlySetGives)
     EXPECT_TRUE(automatic.SetEvent());
     EXPECT_TRUE(automatic.Lock(~0UL)); // all ones of either width: without limit
     EXPECT_FALSE(automatic.Lock(0));
-    EXPECT_TRUE(CTLEvent::SetEvent(automatic));
-    EXPECT_TRUE(automatic.Lock(0xFFFFFFFF));
+    EXPECT_TRUE(CTLEvent::SetEvent(automatic) && automatic.Lock(0xFFFFFFFF));
     EXPECT_TRUE(automatic.PulseEvent());
     EXPECT_FALSE(automatic.Lock(1));
     if constexpr (sizeof(long) > 4)

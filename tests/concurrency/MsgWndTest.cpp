@@ -2,6 +2,7 @@
 #include "qvlib/NamedClassWnd.h"
 
 #include "concurrency/message_support.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -116,16 +117,6 @@ TYPED_TEST(MessageWindow, DeliversOnTheThreadThatMadeIt)
     EXPECT_FALSE(::IsWindow(handle));
 }
 
-TYPED_TEST(MessageWindow, TheRequestToEndDestroysItOnItsThread)
-{
-    TypeParam window;
-    ASSERT_TRUE(window.Create());
-    HWND const handle = window.GetWndHandle();
-    ::SendMessageW(handle, kDestroyWindow, 0, 0);
-    EXPECT_FALSE(window.Created());
-    EXPECT_FALSE(::IsWindow(handle));
-}
-
 TYPED_TEST(MessageWindow, AHandlerMayDeleteItsObject)
 {
     auto * window = new TypeParam;
@@ -228,20 +219,13 @@ TEST(MsgWnd, PostWithoutAWindowGoesToTheCallingThread)
 
 TEST(MsgWnd, SharesOneClassAmongRacingThreads)
 {
-    std::vector<std::thread> threads;
-    std::atomic<int> failures{0};
-    for (int i = 0; i < 8; ++i)
-        threads.emplace_back(
-            [&]
-            {
-                MsgWnd window;
-                NamedWnd named;
-                if (!window.Create() || !named.Create())
-                    ++failures;
-            });
-    for (std::thread & thread : threads)
-        thread.join();
-    EXPECT_EQ(failures, 0);
+    OnThreads(8,
+              [](int)
+              {
+                  MsgWnd window;
+                  NamedWnd named;
+                  EXPECT_TRUE(window.Create() && named.Create());
+              });
     EXPECT_STREQ(qvlib::CTLMsgWnd::GetMsgWndClassName(), L"QVMSGWNDCLASSu");
     WNDCLASSEXW type{};
     type.cbSize = sizeof type;

@@ -1,14 +1,11 @@
-#include "support/temp_folder.h"
+#include "support/registry_folder.h"
 
 #include "qvlib/ComIdentifiers.h"
 #include "qvlib/framework/comutil.h"
 #include "qvlib/framework/exceptions.h"
-#include "qvlib/host/registry.h"
-#include "qvlib/host/utf16.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <string>
 
@@ -39,26 +36,12 @@ class ComIdentifiers : public ::testing::Test
 protected:
     void SetUp() override
     {
-        ::setenv("QVLIB_REGISTRY", m_folder.Path().c_str(), 1);
-        Set(L"Some.Thing\\CLSID", kIdText);
-        Set(std::wstring(L"CLSID\\").append(kIdText).append(L"\\ProgID"), L"Some.Thing");
+        SetClassText(L"Some.Thing\\CLSID", kIdText);
+        SetClassText(std::wstring(L"CLSID\\").append(kIdText).append(L"\\ProgID"), L"Some.Thing");
     }
 
 private:
-    static void Set(std::wstring const & path, std::wstring const & text)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                  nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
-        std::u16string const units = qvlib::host::ToUtf16(text) + u'\0';
-        EXPECT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<BYTE const *>(units.data()),
-                                 static_cast<DWORD>(units.size() * 2)),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
-    }
-
-    qvlib_test::TempFolder m_folder;
+    RegistryFolder m_registry;
 };
 
 TEST_F(ComIdentifiers, TextsAndNamesGiveIdentifiers)

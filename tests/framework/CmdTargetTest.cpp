@@ -96,6 +96,12 @@ DISPID IdOf(CCmdTarget & target, wchar_t const * name)
     return id;
 }
 
+HRESULT Invoke(CCmdTarget & target, DISPID id, WORD flags, DISPPARAMS * parameters, VARIANT * result = nullptr,
+               IID const & iid = GUID_NULL)
+{
+    return target.GetIDispatch(FALSE)->Invoke(id, iid, 0, flags, parameters, result, nullptr, nullptr);
+}
+
 /// Calls a member; the arguments in the order of the parameters.
 template <std::size_t Count>
 HRESULT Call(CCmdTarget & target, DISPID id, WORD flags, _variant_t (&&given)[Count], _variant_t & result,
@@ -191,16 +197,13 @@ TEST(Dispatch, WhatIsHandedByReferenceIsWrittenInPlace)
     arguments[0].vt = VT_BYREF | VT_BOOL;
     arguments[0].pboolVal = &done;
     DISPPARAMS parameters{arguments, nullptr, 2, 0};
-    IDispatch * const dispatch = target.GetIDispatch(FALSE);
-    EXPECT_EQ(dispatch->Invoke(21, GUID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(Invoke(target, 21, DISPATCH_METHOD, &parameters), S_OK);
     EXPECT_EQ(value, 2.5);
     EXPECT_EQ(done, VARIANT_TRUE);
     arguments[0].vt = VT_BYREF | VT_I4; // would be written with the wrong width
-    EXPECT_EQ(dispatch->Invoke(21, GUID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
-              DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(dispatch->Invoke(21, GUID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr), E_INVALIDARG);
-    EXPECT_EQ(dispatch->Invoke(21, IID_IUnknown, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
-              DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(Invoke(target, 21, DISPATCH_METHOD, &parameters), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(Invoke(target, 21, DISPATCH_METHOD, nullptr), E_INVALIDARG);
+    EXPECT_EQ(Invoke(target, 21, DISPATCH_METHOD, &parameters, nullptr, IID_IUnknown), DISP_E_UNKNOWNINTERFACE);
 }
 
 TEST(Dispatch, PropertiesAreReadAndWritten)
@@ -209,13 +212,12 @@ TEST(Dispatch, PropertiesAreReadAndWritten)
     _variant_t value(L"2.5");
     DISPID name = DISPID_PROPERTYPUT;
     DISPPARAMS put{&value, &name, 1, 1};
-    IDispatch * const dispatch = target.GetIDispatch(FALSE);
-    EXPECT_EQ(dispatch->Invoke(23, GUID_NULL, 0, DISPATCH_PROPERTYPUT, &put, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(Invoke(target, 23, DISPATCH_PROPERTYPUT, &put), S_OK);
     DISPPARAMS none{};
     _variant_t result;
-    EXPECT_EQ(dispatch->Invoke(23, GUID_NULL, 0, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr), S_OK);
+    EXPECT_EQ(Invoke(target, 23, DISPATCH_PROPERTYGET, &none, &result), S_OK);
     EXPECT_EQ(result.dblVal, 2.5);
-    EXPECT_EQ(dispatch->Invoke(22, GUID_NULL, 0, DISPATCH_METHOD, &put, nullptr, nullptr, nullptr), DISP_E_NONAMEDARGS);
+    EXPECT_EQ(Invoke(target, 22, DISPATCH_METHOD, &put), DISP_E_NONAMEDARGS);
 }
 
 TEST(Dispatch, ExceptionsBecomeCodes)
@@ -246,8 +248,7 @@ TEST(Dispatch, ReferencesAndLifetimesAreKept)
     }
     DISPPARAMS none{};
     // The last reference goes within the call.
-    EXPECT_EQ(target->GetIDispatch(FALSE)->Invoke(26, GUID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-              S_OK);
+    EXPECT_EQ(Invoke(*target, 26, DISPATCH_METHOD, &none), S_OK);
     EXPECT_EQ(CCalculator::s_ended, ended + 1);
 }
 

@@ -1,4 +1,5 @@
 #include "support/allocation_sweep.h"
+#include "support/com_objects.h"
 
 #include "qvlib/framework/comutil.h"
 
@@ -10,22 +11,10 @@
 namespace
 {
 
-/// The code that a call throws, S_OK when it throws none.
-HRESULT Thrown(std::function<void()> const & call)
-{
-    try
-    {
-        call();
-        return S_OK;
-    }
-    catch (_com_error const & error)
-    {
-        return error.Error();
-    }
-}
+using qvlib_test::Thrown;
 
 /// Counts its references and answers for IUnknown and IStream's id, or fails in the way asked for.
-struct Object final : IDispatch
+struct Object final : qvlib_test::WithoutMembers<qvlib_test::CountedAs<IDispatch>>
 {
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void ** object) override
     {
@@ -36,11 +25,6 @@ struct Object final : IDispatch
         AddRef();
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS *, VARIANT * result,
                                      EXCEPINFO *, UINT *) override
     {
@@ -51,7 +35,6 @@ struct Object final : IDispatch
         return S_OK;
     }
 
-    ULONG references = 1;
     HRESULT answer = S_OK;
 };
 

@@ -3,6 +3,7 @@
 #include "qvlib/host/resources.h"
 
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +12,6 @@
 #include <map>
 #include <random>
 #include <string>
-#include <thread>
 #include <unordered_set>
 #include <vector>
 
@@ -19,6 +19,7 @@ namespace
 {
 
 using qvlib::CQVString;
+using qvlib_test::OnThreads;
 
 template <class... Args>
 std::wstring Formatted(wchar_t const * format, Args const &... args)
@@ -98,22 +99,18 @@ TEST(String, ArgumentsMayPointIntoTheStringItself)
 TEST(String, ManyThreadsCopyAndDropOneBuffer)
 {
     CQVString const text(L"seen by all");
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back(
-            [&text]
-            {
-                for (int i = 0; i < 5000; ++i)
-                {
-                    CQVString copy(text);
-                    if (i % 3 == 0)
-                        copy.AppendChar(L'!');
-                    CQVString const other(copy);
-                    EXPECT_EQ(i % 3 == 0 ? 12 : 11, other.GetLength());
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [&text](int)
+              {
+                  for (int i = 0; i < 5000; ++i)
+                  {
+                      CQVString copy(text);
+                      if (i % 3 == 0)
+                          copy.AppendChar(L'!');
+                      CQVString const other(copy);
+                      EXPECT_EQ(i % 3 == 0 ? 12 : 11, other.GetLength());
+                  }
+              });
     EXPECT_STREQ(L"seen by all", text.GetString());
 }
 

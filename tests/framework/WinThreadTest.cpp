@@ -1,6 +1,8 @@
 #include "qvlib/framework/winthread.h"
 #include "qvlib/framework/wnd.h"
 
+#include "host/message_thread.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -11,18 +13,7 @@
 namespace
 {
 
-/// An event of the host, closed at its end.
-struct Event
-{
-    Event() : handle(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
-    Event(Event const &) = delete;
-    Event & operator=(Event const &) = delete;
-    ~Event() { CloseHandle(handle); }
-    void Set() { SetEvent(handle); }
-    bool Wait() { return WaitForSingleObject(handle, INFINITE) == WAIT_OBJECT_0; }
-
-    HANDLE const handle;
-};
+using test::Event;
 
 constexpr UINT kCall = WM_APP; // wParam is a function to call on the thread
 
@@ -119,15 +110,16 @@ TEST(WinThread, CallsItsHooksInOrder)
         worker.m_idle = &idle;
         ASSERT_TRUE(worker.CreateThread());
         EXPECT_FALSE(worker.CreateThread()); // there is one
-        EXPECT_TRUE(idle.Wait());
+        idle.Wait();
         std::function<void()> call = [&] { worker.Log("call "); };
         worker.Call(call);
-        EXPECT_TRUE(idle.Wait());
+        idle.Wait();
         Event seen;
         std::function<void()> after = [&] { seen.Set(); };
         worker.PostThreadMessage(WM_APP + 1, 0, 0); // no idle work behind this
         worker.Call(after);
-        EXPECT_TRUE(seen.Wait() && idle.Wait());
+        seen.Wait();
+        idle.Wait();
         worker.PostThreadMessage(WM_QUIT, 17, 0);
         EXPECT_EQ(ExitCode(worker.m_hThread), 17U);
     }
@@ -180,7 +172,7 @@ TEST(WinThread, DeletesItselfJustOnce)
     DWORD const id = automatic->m_nThreadID;
     EXPECT_EQ(automatic->ResumeThread(), 1U);
     EXPECT_TRUE(PostThreadMessageW(id, WM_QUIT, 0, 0));
-    EXPECT_TRUE(gone.Wait());
+    gone.Wait();
 
     // Asked for while the thread may end at any moment: either the thread deletes the object or the asker does.
     for (int i = 0; i < 200; ++i)
@@ -192,7 +184,7 @@ TEST(WinThread, DeletesItselfJustOnce)
             std::atomic_signal_fence(std::memory_order_seq_cst);
         if (!worker->DeleteWhenEnded())
             delete worker;
-        EXPECT_TRUE(gone.Wait());
+        gone.Wait();
     }
 }
 
@@ -208,7 +200,7 @@ TEST(WinThread, AMessageMayDeleteTheObjectOfItsThread)
     std::function<void()> call = [worker] { delete worker; };
     worker->Call(call);
     worker->ResumeThread();
-    EXPECT_TRUE(gone.Wait());
+    gone.Wait();
     EXPECT_EQ(ExitCode(thread), 0U);
     EXPECT_EQ(log, "init ~");
     CloseHandle(thread);
@@ -246,22 +238,15 @@ TEST(WinThread, RunsAFunctionInPlaceOfTheLoop)
     EXPECT_EQ(job.seen, thread);
     EXPECT_TRUE(thread->IsKindOf(RUNTIME_CLASS(CCmdTarget)));
     delete thread;
-    EXPECT_TRUE(job.done.Wait());
+    job.done.Wait();
     EXPECT_NE(AfxBeginThread(work, &job), nullptr);
-    EXPECT_TRUE(job.done.Wait());
+    job.done.Wait();
 }
 
 TEST(Wnd, OwnsTheWindowThatIsAttached)
 {
-    static LRESULT received = 0;
-    WNDCLASSEXW type{};
-    type.cbSize = sizeof type;
-    type.lpfnWndProc = [](HWND window, UINT message, WPARAM wParam, LPARAM lParam) -> LRESULT
-    { return message == kCall ? (received = lParam) + 1 : DefWindowProcW(window, message, wParam, lParam); };
-    type.lpszClassName = L"WndTest";
-    ASSERT_NE(RegisterClassExW(&type), 0);
-    HWND const window =
-        CreateWindowExW(0, L"WndTest", nullptr, WS_CHILD, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    test::Procedure procedure = [](HWND, UINT, WPARAM, LPARAM lParam) { return lParam + 1; };
+    HWND const window = test::NewWindow(&procedure);
     {
         CWnd wnd;
         EXPECT_FALSE(wnd.PostMessage(kCall) || wnd.SendMessage(kCall) != 0 || wnd.DestroyWindow());
@@ -278,5 +263,4 @@ TEST(Wnd, OwnsTheWindowThatIsAttached)
         EXPECT_EQ(DispatchMessageW(&message), 6);
     }
     EXPECT_FALSE(IsWindow(window)); // it ended with the object
-    UnregisterClassW(L"WndTest", nullptr);
 }

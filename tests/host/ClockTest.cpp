@@ -2,6 +2,7 @@
 
 #include "qvlib/host/crt_time.h"
 #include "qvlib/host/mmtimer.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@
 #include <vector>
 
 using qvlib::host::ManualClock;
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -342,25 +344,21 @@ TEST(TimersDeathTest, DoNotKeepAProcessFromEnding)
 
 TEST(Timers, SetAndCancelledByManyThreadsLeaveNothingBehind)
 {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back(
-            []
-            {
-                for (int i = 0; i < 500; ++i)
-                {
-                    int calls = 0; // gone with this round: a callback after the cancelling would be seen
-                    auto const take = [](UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
-                    { ++*reinterpret_cast<int *>(user); };
-                    UINT const id = timeSetEvent(1, 0, take, reinterpret_cast<DWORD_PTR>(&calls),
-                                                 TIME_PERIODIC | TIME_KILL_SYNCHRONOUS);
-                    if (i % 50 == 0)
-                        std::this_thread::yield();
-                    timeKillEvent(id);
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [](int)
+              {
+                  for (int i = 0; i < 500; ++i)
+                  {
+                      int calls = 0; // gone with this round: a callback after the cancelling would be seen
+                      auto const take = [](UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
+                      { ++*reinterpret_cast<int *>(user); };
+                      UINT const id = timeSetEvent(1, 0, take, reinterpret_cast<DWORD_PTR>(&calls),
+                                                   TIME_PERIODIC | TIME_KILL_SYNCHRONOUS);
+                      if (i % 50 == 0)
+                          std::this_thread::yield();
+                      timeKillEvent(id);
+                  }
+              });
     ManualClock const clock;
     EXPECT_EQ(clock.PendingTimers(), 0U);
 }

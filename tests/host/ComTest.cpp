@@ -1,23 +1,22 @@
 #include "support/allocation_sweep.h"
-#include "support/temp_folder.h"
+#include "support/registry_folder.h"
+#include "support/threads.h"
 #include "support/tsv.h"
 
 #include "qvlib/framework/comutil.h"
 #include "qvlib/host/com.h"
 #include "qvlib/host/properties.h"
-#include "qvlib/host/registry.h"
-#include "qvlib/host/utf16.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
 {
 
+using qvlib_test::OnThreads;
 using qvlib_test::Table;
 using StreamPtr = _com_ptr_t<IStream>;
 
@@ -85,24 +84,7 @@ TEST(Guid, BytesInMemoryAreTheStoredForm)
 
 class ProgIdTest : public ::testing::Test
 {
-protected:
-    void SetUp() override { ::setenv("QVLIB_REGISTRY", m_folder.Path().c_str(), 1); }
-
-    static void Set(wchar_t const * path, std::wstring const & text)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                                  &key, nullptr),
-                  ERROR_SUCCESS);
-        std::u16string const units = qvlib::host::ToUtf16(text) + u'\0';
-        EXPECT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<BYTE const *>(units.data()),
-                                 static_cast<DWORD>(units.size() * 2)),
-                  ERROR_SUCCESS);
-        RegCloseKey(key);
-    }
-
-private:
-    qvlib_test::TempFolder m_folder;
+    RegistryFolder m_registry;
 };
 
 TEST_F(ProgIdTest, NamesThatNothingRegistersFail)
@@ -118,9 +100,9 @@ TEST_F(ProgIdTest, NamesThatNothingRegistersFail)
 
 TEST_F(ProgIdTest, RegisteredNamesAreFoundBothWays)
 {
-    Set(L"Test.Thing.1\\CLSID", L"{7ceeacb2-d59e-11d3-8394-00c04f7bdf10}");
-    Set(L"CLSID\\{7ceeacb2-d59e-11d3-8394-00c04f7bdf10}\\ProgID", L"Test.Thing.1");
-    Set(L"Test.Broken\\CLSID", L"no identifier");
+    SetClassText(L"Test.Thing.1\\CLSID", L"{7ceeacb2-d59e-11d3-8394-00c04f7bdf10}");
+    SetClassText(L"CLSID\\{7ceeacb2-d59e-11d3-8394-00c04f7bdf10}\\ProgID", L"Test.Thing.1");
+    SetClassText(L"Test.Broken\\CLSID", L"no identifier");
 
     CLSID id{};
     ASSERT_EQ(CLSIDFromProgID(L"test.thing.1", &id), S_OK);
@@ -221,19 +203,15 @@ TEST(MemoryStream, SurvivesAllocationsThatFail)
 TEST(MemoryStream, ReferencesAndBytesAreSharedByThreads)
 {
     StreamPtr const stream = MakeStream();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(
-            [stream]
-            {
-                for (int n = 0; n < 500; ++n)
-                {
-                    StreamPtr const another(stream);
-                    another->Write("ab", 2, nullptr);
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [stream](int)
+              {
+                  for (int n = 0; n < 500; ++n)
+                  {
+                      StreamPtr const another(stream);
+                      another->Write("ab", 2, nullptr);
+                  }
+              });
     SeekTo(stream, 0, STREAM_SEEK_SET);
     std::string const bytes = ReadAll(stream);
     ASSERT_EQ(bytes.size(), 4000U);

@@ -2,6 +2,7 @@
 
 #include "qvlib/host/crt_time.h"
 #include "qvlib/host/locale.h"
+#include "support/threads.h"
 #include "support/tsv.h"
 
 #include <cmath>
@@ -10,9 +11,9 @@
 #include <limits>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
+using qvlib_test::OnThreads;
 using qvlib_test::Table;
 
 namespace
@@ -275,23 +276,15 @@ TEST(Dates, WhatIsWrittenIsReadBack)
 
 TEST(Dates, DatesAreWrittenAndReadOnManyThreads)
 {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-    {
-        threads.emplace_back(
-            []
-            {
-                for (LCID locale = 0x401; locale < 0x440; ++locale)
-                {
-                    Written(45000.25, locale);
-                    Read(L"2024-03-04", locale);
-                }
-            });
-    }
-    for (std::thread & thread : threads)
-    {
-        thread.join();
-    }
+    OnThreads(4,
+              [](int)
+              {
+                  for (LCID locale = 0x401; locale < 0x440; ++locale)
+                  {
+                      Written(45000.25, locale);
+                      Read(L"2024-03-04", locale);
+                  }
+              });
 }
 
 TEST(RuntimeTime, FormatsAsTheRuntimeLibraryDid)

@@ -2,6 +2,8 @@
 #include "qvlib/host/sync.h"
 #include "qvlib/host/thread.h"
 
+#include "support/threads.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,6 +11,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -130,30 +134,27 @@ TEST(Handles, OnesThatWereClosedAreNeverValidAgain)
     constexpr int kThreads = 3;
     constexpr int kEvents = 3000;
     std::vector<std::vector<HANDLE>> closed(kThreads);
-    std::vector<std::thread> threads;
-    for (std::vector<HANDLE> & mine : closed)
-        threads.emplace_back(
-            [&mine]
-            {
-                std::vector<HANDLE> open;
-                for (int i = 0; i < kEvents; ++i)
-                {
-                    open.push_back(i % 3 == 0 && !open.empty() ? Duplicate(open.back())
-                                                               : CreateEventW(nullptr, FALSE, FALSE, nullptr));
-                    if (open.size() > static_cast<std::size_t>(i) % 100)
-                        for (int n = i % 7; n >= 0 && !open.empty(); --n, open.pop_back())
-                        {
-                            ASSERT_TRUE(CloseHandle(open.back()));
-                            mine.push_back(open.back());
-                            ASSERT_FALSE(SetEvent(open.back()));
-                        }
-                }
-                for (HANDLE const handle : open)
-                    ASSERT_TRUE(SetEvent(handle) && CloseHandle(handle));
-                mine.insert(mine.end(), open.begin(), open.end());
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(kThreads,
+              [&](int thread)
+              {
+                  std::vector<HANDLE> & mine = closed[static_cast<std::size_t>(thread)];
+                  std::vector<HANDLE> open;
+                  for (int i = 0; i < kEvents; ++i)
+                  {
+                      open.push_back(i % 3 == 0 && !open.empty() ? Duplicate(open.back())
+                                                                 : CreateEventW(nullptr, FALSE, FALSE, nullptr));
+                      if (open.size() > static_cast<std::size_t>(i) % 100)
+                          for (int n = i % 7; n >= 0 && !open.empty(); --n, open.pop_back())
+                          {
+                              ASSERT_TRUE(CloseHandle(open.back()));
+                              mine.push_back(open.back());
+                              ASSERT_FALSE(SetEvent(open.back()));
+                          }
+                  }
+                  for (HANDLE const handle : open)
+                      ASSERT_TRUE(SetEvent(handle) && CloseHandle(handle));
+                  mine.insert(mine.end(), open.begin(), open.end());
+              });
     std::set<HANDLE> all;
     for (std::vector<HANDLE> const & mine : closed)
         for (HANDLE const handle : mine)
@@ -194,16 +195,24 @@ TEST(Handles, MayBeClosedWhileOthersUseThem)
     std::atomic<HANDLE> current{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     std::atomic<bool> stop{false};
     std::vector<std::thread> users;
-    for (int i = 0; i < 2; ++i)
+    for (int i = 0; i < 4; ++i)
         users.emplace_back(
             [&, i]
             {
                 while (!stop)
                 {
                     HANDLE const handle = current;
+                    HANDLE const both[] = {handle, current};
                     HANDLE copy = nullptr;
                     if (i == 0)
+                    {
                         SetEvent(handle);
+                        PulseEvent(both[1]);
+                    }
+                    else if (i > 1)
+                        EXPECT_TRUE(WaitForMultipleObjects(both[0] != both[1] ? 2 : 1, both, i == 2, 1) !=
+                                        WAIT_FAILED ||
+                                    GetLastError() == static_cast<DWORD>(ERROR_INVALID_HANDLE));
                     else if (DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, FALSE, 0))
                     {
                         EXPECT_TRUE(SetEvent(copy));

@@ -4,6 +4,7 @@
 
 #include "support/allocation_sweep.h"
 #include "support/registry_folder.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,8 @@
 #include <filesystem>
 #include <thread>
 #include <vector>
+
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -478,25 +481,22 @@ TEST_F(RegistryTest, ThreadsMayShareEverything)
     KeyCloser key;
     ASSERT_EQ(Create(HKEY_CURRENT_USER, L"k", key.key), ERROR_SUCCESS);
     std::atomic<int> failures{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int i = 0; i < 50; ++i)
-                {
-                    std::wstring const own = L"own" + std::to_wstring(t);
-                    HKEY below;
-                    bool const fine =
-                        Create(key, own.c_str(), below) == ERROR_SUCCESS &&
-                        Set(below, L"v", std::to_string(i)) == ERROR_SUCCESS && Get(below, L"v") == std::to_string(i) &&
-                        Set(key, own.c_str(), "x") == ERROR_SUCCESS && RegCloseKey(below) == ERROR_SUCCESS &&
-                        !ValueNameAt(key, 0).empty() && RegDeleteKeyW(key, own.c_str()) == ERROR_SUCCESS;
-                    failures += fine ? 0 : 1;
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [&](int t)
+              {
+                  for (int i = 0; i < 50; ++i)
+                  {
+                      std::wstring const own = L"own" + std::to_wstring(t);
+                      HKEY below;
+                      bool const fine = Create(key, own.c_str(), below) == ERROR_SUCCESS &&
+                                        Set(below, L"v", std::to_string(i)) == ERROR_SUCCESS &&
+                                        Get(below, L"v") == std::to_string(i) &&
+                                        Set(key, own.c_str(), "x") == ERROR_SUCCESS &&
+                                        RegCloseKey(below) == ERROR_SUCCESS && !ValueNameAt(key, 0).empty() &&
+                                        RegDeleteKeyW(key, own.c_str()) == ERROR_SUCCESS;
+                      failures += fine ? 0 : 1;
+                  }
+              });
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(KeyName(key, 0), L"<259>");
 }

@@ -1,4 +1,5 @@
 #include "message_thread.h"
+#include "support/threads.h"
 
 #include "qvlib/host/error.h"
 #include "qvlib/host/messages.h"
@@ -9,6 +10,8 @@
 #include <memory>
 #include <stdexcept>
 #include <vector>
+
+using qvlib_test::OnThreads;
 
 namespace
 {
@@ -137,24 +140,22 @@ TEST(SendMessage, ThreadsThatSendToEachOtherDoNotLockUp)
     std::atomic<std::size_t> made{0};
     std::atomic<std::size_t> finished{0};
     test::Event start(true);
-    std::vector<std::unique_ptr<test::Thread>> threads;
-    for (std::size_t i = 0; i < kThreads; ++i)
-        threads.push_back(std::make_unique<test::Thread>(
-            [&, i]
-            {
-                windows[i] = test::NewWindow(&procedure);
-                ids[i] = GetCurrentThreadId();
-                if (++made == kThreads)
-                    start.Set();
-                start.Wait();
-                for (int round = 0; round < 20; ++round)
-                    EXPECT_EQ(SendMessageW(windows[(i + 1) % kThreads], kHop, kHops, 0), 2 * LRESULT{kHops});
-                if (++finished == kThreads)
-                    for (DWORD const id : ids)
-                        PostThreadMessageW(id, WM_QUIT, 0, 0);
-                test::RunMessages(); // the others may not be done
-            }));
-    threads.clear();
+    OnThreads(kThreads,
+              [&](int number)
+              {
+                  auto const i = static_cast<std::size_t>(number);
+                  windows[i] = test::NewWindow(&procedure);
+                  ids[i] = GetCurrentThreadId();
+                  if (++made == kThreads)
+                      start.Set();
+                  start.Wait();
+                  for (int round = 0; round < 20; ++round)
+                      EXPECT_EQ(SendMessageW(windows[(i + 1) % kThreads], kHop, kHops, 0), 2 * LRESULT{kHops});
+                  if (++finished == kThreads)
+                      for (DWORD const id : ids)
+                          PostThreadMessageW(id, WM_QUIT, 0, 0);
+                  test::RunMessages(); // the others may not be done
+              });
 }
 
 TEST(SendMessage, WhatTimedOutIsWithdrawn)
@@ -315,20 +316,17 @@ TEST(SendMessage, RunsInAWaitThatDoesNotTellOfIt)
 TEST(SendMessage, TimeoutsRaceAnswersHarmlessly)
 {
     test::MessageThread other([](HWND, UINT, WPARAM wParam, LPARAM) { return static_cast<LRESULT>(wParam); });
-    std::vector<std::unique_ptr<test::Thread>> senders;
-    for (int i = 0; i < 3; ++i)
-        senders.push_back(std::make_unique<test::Thread>(
-            [&other]
-            {
-                for (WPARAM number = 1; number < 1500; ++number)
-                {
-                    DWORD_PTR result = 0;
-                    UINT const limit = number % 3 == 0 ? 60000 : static_cast<UINT>(number % 3 - 1);
-                    if (SendMessageTimeoutW(other.Window(), kAdd, number, 0, SMTO_NORMAL, limit, &result))
-                        ASSERT_EQ(result, number);
-                    else
-                        ASSERT_EQ(GetLastError(), static_cast<DWORD>(ERROR_TIMEOUT));
-                }
-            }));
-    senders.clear();
+    OnThreads(3,
+              [&other](int)
+              {
+                  for (WPARAM number = 1; number < 1500; ++number)
+                  {
+                      DWORD_PTR result = 0;
+                      UINT const limit = number % 3 == 0 ? 60000 : static_cast<UINT>(number % 3 - 1);
+                      if (SendMessageTimeoutW(other.Window(), kAdd, number, 0, SMTO_NORMAL, limit, &result))
+                          ASSERT_EQ(result, number);
+                      else
+                          ASSERT_EQ(GetLastError(), static_cast<DWORD>(ERROR_TIMEOUT));
+                  }
+              });
 }

@@ -2,6 +2,7 @@
 #include "qvlib/host/sync.h"
 #include "qvlib/host/thread.h"
 #include "support/asleep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+using qvlib_test::OnThreads;
 using qvlib_test::Sleeper;
 
 namespace
@@ -279,39 +281,37 @@ TEST(Waits, ForAllIsAtomicUnderContention)
     EventSet const forks(kForks, FALSE, TRUE);
     std::array<long, kForks> uses{};
     std::atomic<long> expected{0};
-    std::vector<std::thread> threads;
-    for (std::size_t t = 0; t < 5; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int meal = 0; meal < kMeals; ++meal)
-                {
-                    // Two or three forks at once, in either order; one thread takes any single one; some give up early.
-                    std::size_t const count = t == 4 ? kForks : 2 + t % 2;
-                    std::array<HANDLE, kForks> mine{};
-                    std::array<std::size_t, kForks> which{};
-                    for (std::size_t i = 0; i < count; ++i)
-                    {
-                        which[i] = (t + (t % 2 == 0 ? i : count - i)) % kForks;
-                        mine[i] = forks[which[i]];
-                    }
-                    bool const all = t != 4;
-                    DWORD result = WAIT_TIMEOUT;
-                    while (result == WAIT_TIMEOUT)
-                        result = WaitForMultipleObjects(static_cast<DWORD>(count), mine.data(), all,
-                                                        meal % 5 == 0   ? 0
-                                                        : meal % 5 == 1 ? 1
-                                                                        : kLong);
-                    ASSERT_LT(result, count);
-                    for (std::size_t i = all ? 0 : result; i < (all ? count : result + 1); ++i)
-                        ++uses[which[i]];
-                    expected += static_cast<long>(all ? count : 1);
-                    for (std::size_t i = all ? 0 : result; i < (all ? count : result + 1); ++i)
-                        SetEvent(mine[i]);
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(5,
+              [&](int thread)
+              {
+                  auto const t = static_cast<std::size_t>(thread);
+                  for (int meal = 0; meal < kMeals; ++meal)
+                  {
+                      // Two or three forks at once, in either order; one thread takes any single one; some
+                      // give up early.
+                      std::size_t const count = t == 4 ? kForks : 2 + t % 2;
+                      std::array<HANDLE, kForks> mine{};
+                      std::array<std::size_t, kForks> which{};
+                      for (std::size_t i = 0; i < count; ++i)
+                      {
+                          which[i] = (t + (t % 2 == 0 ? i : count - i)) % kForks;
+                          mine[i] = forks[which[i]];
+                      }
+                      bool const all = t != 4;
+                      DWORD result = WAIT_TIMEOUT;
+                      while (result == WAIT_TIMEOUT)
+                          result = WaitForMultipleObjects(static_cast<DWORD>(count), mine.data(), all,
+                                                          meal % 5 == 0   ? 0
+                                                          : meal % 5 == 1 ? 1
+                                                                          : kLong);
+                      ASSERT_LT(result, count);
+                      for (std::size_t i = all ? 0 : result; i < (all ? count : result + 1); ++i)
+                          ++uses[which[i]];
+                      expected += static_cast<long>(all ? count : 1);
+                      for (std::size_t i = all ? 0 : result; i < (all ? count : result + 1); ++i)
+                          SetEvent(mine[i]);
+                  }
+              });
     long total = 0;
     for (std::size_t i = 0; i < kForks; ++i)
     {
@@ -345,39 +345,4 @@ TEST(Waits, ThatTimeOutLoseNoSignal)
     stop = true;
     for (std::thread & waiter : waiters)
         waiter.join();
-}
-
-TEST(Waits, ByManyWhileEventsComeAndGo)
-{
-    // Waits of every form on events that are signalled, pulsed and closed under them.
-    std::array<std::atomic<HANDLE>, 4> events{};
-    for (std::atomic<HANDLE> & event : events)
-        event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> waiters;
-    for (DWORD t = 0; t < 3; ++t)
-        waiters.emplace_back(
-            [&, t]
-            {
-                while (!stop)
-                {
-                    std::array<HANDLE, 4> handles{};
-                    for (std::size_t i = 0; i < handles.size(); ++i)
-                        handles[i] = events[i];
-                    DWORD const result = WaitForMultipleObjects(4, handles.data(), t == 0, 1);
-                    EXPECT_TRUE(result != WAIT_FAILED || GetLastError() == static_cast<DWORD>(ERROR_INVALID_HANDLE));
-                }
-            });
-    for (std::size_t i = 0; i < 2000; ++i)
-    {
-        std::atomic<HANDLE> & event = events[i % events.size()];
-        i % 5 == 0 ? PulseEvent(event) : SetEvent(event);
-        if (i % 3 == 0)
-            CloseHandle(event.exchange(CreateEventW(nullptr, i % 2 == 0, FALSE, nullptr)));
-    }
-    stop = true;
-    for (std::thread & waiter : waiters)
-        waiter.join();
-    for (std::atomic<HANDLE> const & event : events)
-        EXPECT_TRUE(CloseHandle(event));
 }

@@ -3,6 +3,7 @@
 #include "qvlib/XmlParser.h"
 #include "support/allocation_sweep.h"
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -205,18 +206,14 @@ TEST(UserLocale, RecordsAreTheLocalesOwn)
     wchar_t decimal[8] = L"", thousand[8] = L"", symbol[8] = L"";
     _numberfmtW number = {77, 77, 77, decimal, thousand, 77};
     EXPECT_EQ(CUserLocale::GetNumberInfo(0x439, &number), 1);
-    EXPECT_EQ(number.NumDigits, 2U);
-    EXPECT_EQ(number.LeadingZero, 1U);
-    EXPECT_EQ(number.Grouping, 32U);
-    EXPECT_EQ(number.NegativeOrder, 1U);
+    EXPECT_EQ((std::array{number.NumDigits, number.LeadingZero, number.Grouping, number.NegativeOrder}),
+              (std::array{2U, 1U, 32U, 1U}));
     EXPECT_STREQ(decimal, L".");
     EXPECT_STREQ(thousand, L",");
     _currencyfmtW amount = {77, 77, 77, nullptr, nullptr, 77, 77, symbol};
     EXPECT_EQ(CUserLocale(kGerman).GetCurrencyInfo(&amount), 1);
-    EXPECT_EQ(amount.NumDigits, 2U);
-    EXPECT_EQ(amount.Grouping, 3U);
-    EXPECT_EQ(amount.NegativeOrder, 8U);
-    EXPECT_EQ(amount.PositiveOrder, 3U);
+    EXPECT_EQ((std::array{amount.NumDigits, amount.Grouping, amount.NegativeOrder, amount.PositiveOrder}),
+              (std::array{2U, 3U, 8U, 3U}));
     EXPECT_STREQ(symbol, L"\u20AC");
     EXPECT_EQ(amount.lpDecimalSep, nullptr);
     // What cannot be read stays, and is success all the same.

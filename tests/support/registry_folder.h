@@ -2,6 +2,11 @@
 
 #include "support/temp_folder.h"
 
+#include "qvlib/host/registry.h"
+#include "qvlib/host/utf16.h"
+
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -26,6 +31,20 @@ private:
     qvlib_test::TempFolder m_folder;
     std::string m_before;
 };
+
+/// Sets the text of a key below the classes.
+inline void SetClassText(std::wstring const & path, std::wstring const & text)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                              nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    std::u16string const units = qvlib::host::ToUtf16(text) + u'\0';
+    EXPECT_EQ(RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<BYTE const *>(units.data()),
+                             static_cast<DWORD>(units.size() * 2)),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
 
 inline std::string FileBytes(std::string const & path)
 {

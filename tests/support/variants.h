@@ -1,6 +1,7 @@
 // Variants as tests build them.
 #pragma once
 
+#include "support/com_objects.h"
 #include "support/tsv.h"
 
 #include "qvlib/host/variant.h"
@@ -27,19 +28,6 @@ inline std::wstring View(BSTR text)
 {
     return text == nullptr ? std::wstring() : std::wstring(text, SysStringLen(text));
 }
-
-/// Counts the references to it.
-struct Counted final : IUnknown
-{
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void ** object) override
-    {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    ULONG references = 1;
-};
 
 /// The variant that the columns of a row describe; false for one that is not built here. `target` holds what a
 /// reference points to.

@@ -1,13 +1,13 @@
 #include "qvlib/NameValue.h"
 #include "qvlib/NameValueGrammar.h"
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
@@ -18,6 +18,7 @@ using qvlib::CQVString;
 using qvlib::CTLNameValue;
 using qvlib::CTLNameValueGrammar;
 using qvlib::CTLNameValueVector;
+using qvlib_test::OnThreads;
 
 CTLNameValueVector ListOf(std::vector<std::pair<wchar_t const *, wchar_t const *>> const & entries)
 {
@@ -236,20 +237,16 @@ TEST(NameValueGrammar, NamesAndValuesOfAMillionCharacters)
 TEST(NameValueGrammar, OneGrammarServesSeveralThreads)
 {
     CTLNameValueGrammar const grammar = With(L"and", false);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(
-            [&grammar]
-            {
-                for (int round = 0; round < 200; ++round)
-                {
-                    CTLNameValueVector list;
-                    EXPECT_TRUE(grammar.Read(L"a=\"1\" AND b=\"2\"", list));
-                    EXPECT_EQ(grammar.Write(list), L"a=\"1\"andb=\"2\"");
-                }
-            });
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [&grammar](int)
+              {
+                  for (int round = 0; round < 200; ++round)
+                  {
+                      CTLNameValueVector list;
+                      EXPECT_TRUE(grammar.Read(L"a=\"1\" AND b=\"2\"", list));
+                      EXPECT_EQ(grammar.Write(list), L"a=\"1\"andb=\"2\"");
+                  }
+              });
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "qvlib/XmlWriter.h"
 #include "support/allocation_sweep.h"
 #include "support/piece_stream.h"
+#include "support/threads.h"
 #include "support/tsv.h"
 
 #include "qvlib/host/utf16.h"
@@ -12,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
@@ -21,6 +21,7 @@ namespace
 using qvlib::ParserException;
 using qvlib::XmlElement;
 using qvlib::XmlParser;
+using qvlib_test::OnThreads;
 using qvlib_test::PieceStream;
 
 std::shared_ptr<XmlElement> Load(std::string const & text)
@@ -293,19 +294,13 @@ TEST(XmlParser, SurvivesEveryFailedAllocation)
 
 TEST(XmlParser, LoadsOnSeveralThreadsAtOnce)
 {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-    {
-        threads.emplace_back(
-            [t]
-            {
-                std::string const text = "<a><b n='" + std::to_string(t) + "'>x</b></a>";
-                for (int i = 0; i < 200; ++i)
-                    EXPECT_EQ(*Load(text), *XmlParser::Load(qvlib::XmlWriter::Write(Load(text))));
-            });
-    }
-    for (std::thread & thread : threads)
-        thread.join();
+    OnThreads(4,
+              [](int t)
+              {
+                  std::string const text = "<a><b n='" + std::to_string(t) + "'>x</b></a>";
+                  for (int i = 0; i < 200; ++i)
+                      EXPECT_EQ(*Load(text), *XmlParser::Load(qvlib::XmlWriter::Write(Load(text))));
+              });
 }
 
 /// Uses the cursor operations one by one.

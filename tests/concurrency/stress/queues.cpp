@@ -31,7 +31,7 @@ unsigned long AnyPriority(Dice & dice)
 /// A synchronous command: whatever became of it, it is over when the post returns.
 void SendOne(CTLAsyncCmdQueue & queue, Ledger & ledger, Dice & dice, bool messageLoop)
 {
-    Command command(ledger);
+    Command command(ledger, [] { std::this_thread::yield(); }); // long enough for an abort to come while it runs
     queue.QueueSyncCmd(command, AnyPriority(dice), messageLoop);
     Require(command.IsFinished(), "a synchronous post returned before its command was over");
 }

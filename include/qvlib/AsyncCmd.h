@@ -38,10 +38,18 @@ struct QVLIB_API CTLAsyncCmd
     static void * operator new(std::size_t size);
     static void * operator new(std::size_t size, std::nothrow_t const & tag) noexcept;
     static void * operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void * operator new(std::size_t size, std::align_val_t alignment, std::nothrow_t const & tag) noexcept
+    {
+        return ::operator new(size, alignment, tag);
+    }
     static void * operator new(std::size_t, void * place) noexcept { return place; }
     static void operator delete(void * memory, std::size_t size) noexcept;
     static void operator delete(void * memory, std::nothrow_t const &) noexcept { ::operator delete(memory); }
     static void operator delete(void * memory, std::size_t, std::align_val_t alignment) noexcept
+    {
+        ::operator delete(memory, alignment);
+    }
+    static void operator delete(void * memory, std::align_val_t alignment, std::nothrow_t const &) noexcept
     {
         ::operator delete(memory, alignment);
     }

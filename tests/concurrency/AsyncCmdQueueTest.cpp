@@ -142,8 +142,11 @@ TEST(CommandMemory, GoesFromThreadToThreadAndBack)
                     commands.emplace_back(NewSized(i));
                 for (unsigned i = 0; i < 3000; i += 2)
                     commands[i].reset(NewSized(i + 1));
-                commands.push_back(std::make_unique<Aligned>());
-                EXPECT_EQ(reinterpret_cast<std::uintptr_t>(commands.back().get()) % 64, 0U);
+                for (CTLAsyncCmd * const command : {new Aligned, new (std::nothrow) Aligned})
+                {
+                    commands.emplace_back(command);
+                    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(command) % 64, 0U);
+                }
             })
             .join();
     OnThreads(3,

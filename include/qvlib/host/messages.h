@@ -221,7 +221,7 @@ QVLIB_API LRESULT SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM 
 QVLIB_API LRESULT SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, UINT timeout,
                                       DWORD_PTR * result);
 /// Sends to a window of the calling thread as SendMessageW does; for another's, leaves the message to run ahead of the
-/// posted ones and returns at once.
+/// posted ones and returns at once. ERROR_NOT_ENOUGH_QUOTA when kPostedMessageLimit of such messages wait there.
 QVLIB_API BOOL SendNotifyMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 /// Answers the sender of the message that is being run before the procedure returns. FALSE when it came from this
 /// thread or has its answer.

@@ -1,5 +1,7 @@
-// The central road: metadata text becomes a tree, a shape, a record, an archive and a registry key, and comes back equal.
+// The central road: metadata text becomes a tree, a shape, a record, an archive and a registry key, and comes back
+// equal.
 #include "support/allocation_sweep.h"
+#include "support/archived.h"
 
 #include <qvlib/qvlib.h>
 
@@ -68,30 +70,6 @@ CTLDynamicConcept MakeTicket(std::shared_ptr<CTLDynamicConceptMetadata const> co
     return ticket;
 }
 
-std::vector<unsigned char> Store(CTLDynamicConcept & record)
-{
-    CMemFile file;
-    {
-        CArchive archive(&file, CArchive::store);
-        record.Serialize(archive);
-        archive.Close();
-    }
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(file.GetLength()));
-    file.SeekToBegin();
-    EXPECT_EQ(file.Read(bytes.data(), static_cast<UINT>(bytes.size())), bytes.size());
-    return bytes;
-}
-
-void Load(CTLDynamicConcept & record, std::vector<unsigned char> bytes)
-{
-    CMemFile file;
-    if (!bytes.empty())
-        file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-    file.SeekToBegin();
-    CArchive archive(&file, CArchive::load);
-    record.Serialize(archive);
-}
-
 TEST(MetadataToStore, ARecordComesBackEqualFromArchiveAndRegistry)
 {
     auto const metadata = LoadTicket();
@@ -100,7 +78,7 @@ TEST(MetadataToStore, ARecordComesBackEqualFromArchiveAndRegistry)
     EXPECT_EQ(ticket.GetDisplay(), L"Forward deal");
 
     CTLDynamicConcept fromArchive(metadata);
-    Load(fromArchive, Store(ticket));
+    qvlib_test::LoadInto(fromArchive, qvlib_test::Stored(ticket));
     EXPECT_TRUE(fromArchive == ticket);
 
     CRegistry key(L"Software\\Example\\Journey", true, KEY_ALL_ACCESS);
@@ -118,7 +96,7 @@ TEST(MetadataToStore, StoredRecordsSurviveRenumberedCodesAndIds)
 {
     auto const before = LoadTicket();
     CTLDynamicConcept ticket = MakeTicket(before);
-    std::vector<unsigned char> const bytes = Store(ticket);
+    std::vector<unsigned char> const bytes = qvlib_test::Stored(ticket);
 
     std::wstring renumbered = kTicket;
     renumbered.replace(renumbered.find(L"Id=\"3\""), 6, L"Id=\"30\"");
@@ -130,7 +108,7 @@ TEST(MetadataToStore, StoredRecordsSurviveRenumberedCodesAndIds)
     after->BindFieldMetadata(LoadEnum(kKind));
 
     CTLDynamicConcept loaded(after);
-    Load(loaded, bytes);
+    qvlib_test::LoadInto(loaded, bytes);
     EXPECT_EQ(loaded.size(), ticket.size());
     EXPECT_EQ(loaded.Get(NameOrId(L"Currency")).GetInt(), 7);
     EXPECT_TRUE(loaded.Contains(30U));
@@ -155,14 +133,14 @@ TEST(MetadataToStore, AnArchiveCutAnywhereFailsWithTheArchiveExceptionOrReadsAPa
 {
     auto const metadata = LoadTicket();
     CTLDynamicConcept ticket = MakeTicket(metadata);
-    std::vector<unsigned char> const whole = Store(ticket);
+    std::vector<unsigned char> const whole = qvlib_test::Stored(ticket);
     std::size_t refused = 0;
     for (std::size_t length = 0; length < whole.size(); ++length)
     {
         CTLDynamicConcept loaded(metadata);
         try
         {
-            Load(loaded, {whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)});
+            qvlib_test::LoadInto(loaded, {whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)});
         }
         catch (CArchiveException const &)
         {
@@ -179,11 +157,13 @@ TEST(MetadataToStore, AnArchiveCutAnywhereFailsWithTheArchiveExceptionOrReadsAPa
 
 TEST(MetadataToStore, EveryFailedAllocationLeavesNothingBehind)
 {
-    auto const hits = qvlib_test::SweepAllocations([] {
-        auto metadata = std::make_shared<CTLDynamicConceptMetadata>();
-        if (!metadata->FromXml(*XmlParser::Load(kTicket)))
-            throw std::logic_error("the document is the right one");
-    });
+    auto const hits = qvlib_test::SweepAllocations(
+        []
+        {
+            auto metadata = std::make_shared<CTLDynamicConceptMetadata>();
+            if (!metadata->FromXml(*XmlParser::Load(kTicket)))
+                throw std::logic_error("the document is the right one");
+        });
     EXPECT_GT(hits, 50U);
 }
 

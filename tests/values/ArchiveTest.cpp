@@ -6,6 +6,7 @@
 #include "qvlib/framework/memfile.h"
 #include "support/allocation_sweep.h"
 #include "support/piece_file.h"
+#include "values/generic_values.h"
 
 #include <gtest/gtest.h>
 
@@ -211,26 +212,7 @@ TEST(ArchiveRecords, CutChangedOrOfAnotherVersion)
     CheckRecord(kGuid, CArchiveException::badClass); // not endOfFile: kept on purpose
     CheckRecord(std::string("some text"), CArchiveException::endOfFile, 9);
     CheckRecord(std::wstring(L"some text"), CArchiveException::endOfFile, 9);
-    CGenericVal const values[] = {
-        CGenericVal(),
-        CGenericVal(true),
-        CGenericVal('c'),
-        CGenericVal(static_cast<unsigned char>(250)),
-        CGenericVal(static_cast<short>(-3)),
-        CGenericVal(static_cast<unsigned short>(60000)),
-        CGenericVal(-4),
-        CGenericVal(4000000000U),
-        CGenericVal(-5L),
-        CGenericVal(4000000000UL),
-        CGenericVal(-(1LL << 60)),
-        CGenericVal(~0ULL),
-        CGenericVal(1.25F),
-        CGenericVal(-2.5),
-        CGenericVal(qvlib::CDateTime(40000.75)),
-        CGenericVal(L"some text of a value"),
-        CGenericVal(L""),
-    };
-    for (CGenericVal const & value : values)
+    for (CGenericVal const & value : qvlib_test::PlainValues())
     {
         SCOPED_TRACE(static_cast<int>(value.GetType()));
         CheckRecord(value, CArchiveException::endOfFile);

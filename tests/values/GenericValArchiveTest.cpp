@@ -1,4 +1,5 @@
 #include "support/allocation_sweep.h"
+#include "values/generic_values.h"
 
 #include "qvlib/DateTime.h"
 #include "qvlib/GenericVal.h"
@@ -38,24 +39,10 @@ void Load(std::string const & bytes, CGenericVal & value)
 
 std::vector<CGenericVal> Storable()
 {
-    return {CGenericVal(),
-            CGenericVal(true),
-            CGenericVal('c'),
-            CGenericVal(static_cast<unsigned char>(200)),
-            CGenericVal(static_cast<short>(-2)),
-            CGenericVal(static_cast<unsigned short>(65535)),
-            CGenericVal(-3),
-            CGenericVal(4000000000U),
-            CGenericVal(-4L),
-            CGenericVal(4000000000UL),
-            CGenericVal(-5LL),
-            CGenericVal(~0ULL),
-            CGenericVal(1.5F),
-            CGenericVal(2.5),
-            CGenericVal(qvlib::CDateTime(44927.5)),
-            CGenericVal(L""),
-            CGenericVal(L"a\u20AC\xD800z"),
-            CGenericVal(std::wstring(300, L'x').c_str())};
+    std::vector<CGenericVal> values = qvlib_test::PlainValues();
+    for (std::wstring const & text : {std::wstring(), std::wstring(L"a\u20AC\xD800z"), std::wstring(300, L'x')})
+        values.emplace_back(text.c_str());
+    return values;
 }
 
 TEST(GenericValArchive, RecordsHaveTheirLayout)

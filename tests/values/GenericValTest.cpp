@@ -1,4 +1,5 @@
 #include "support/allocation_sweep.h"
+#include "values/generic_values.h"
 
 #include "qvlib/DateTime.h"
 #include "qvlib/Exceptions.h"
@@ -46,25 +47,9 @@ CGenericVal WithError(long code)
 /// One value of every kind that a value can be of.
 std::vector<CGenericVal> OneOfEach(int & object)
 {
-    return {CGenericVal(),
-            CGenericVal(true),
-            CGenericVal('c'),
-            CGenericVal(static_cast<unsigned char>(200)),
-            CGenericVal(static_cast<short>(-2)),
-            CGenericVal(static_cast<unsigned short>(65535)),
-            CGenericVal(-3),
-            CGenericVal(4000000000U),
-            CGenericVal(-4L),
-            CGenericVal(4000000000UL),
-            CGenericVal(-5LL),
-            CGenericVal(18446744073709551615ULL),
-            CGenericVal(1.5F),
-            CGenericVal(2.5),
-            CGenericVal(CDateTime(44927.5)),
-            CGenericVal(L"text of a value"),
-            CGenericVal(CBlob("bytes", 5)),
-            CGenericVal(Object(object)),
-            WithError(7)};
+    std::vector<CGenericVal> values = qvlib_test::PlainValues();
+    values.insert(values.end(), {CGenericVal(CBlob("bytes", 5)), CGenericVal(Object(object)), WithError(7)});
+    return values;
 }
 
 TEST(GenericVal, EachTypeGivesItsTagAndIsReadByThatTypeAlone)

@@ -2,8 +2,8 @@
 
 #include "concurrency/command_support.h"
 #include "concurrency/message_support.h"
+#include "concurrency/stress/ledger.h"
 #include "support/allocation_sweep.h"
-#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -149,17 +149,6 @@ TEST(CommandMemory, GoesFromThreadToThreadAndBack)
                 }
             })
             .join();
-    OnThreads(3,
-              [](int)
-              {
-                  std::vector<std::unique_ptr<CTLAsyncCmd>> own;
-                  for (unsigned i = 0; i < 20000; ++i)
-                  {
-                      if (own.size() == 700)
-                          own.clear();
-                      own.emplace_back(NewSized(i));
-                  }
-              });
     alignas(Sized<20>) unsigned char place[sizeof(Sized<20>)];
     auto * const placed = new (static_cast<void *>(place)) Sized<20>(3);
     placed->~Sized<20>();
@@ -635,50 +624,33 @@ TEST_F(CommandQueue, AllocatesNothingOnceWarm)
 
 TEST(CommandQueueMemory, LosesNoCommandWhenItIsShort)
 {
-    struct Counts
-    {
-        int made = 0;
-        int over = 0;
-        int deleted = 0;
-    } counts;
-    struct Counted : CTLAsyncCmd
-    {
-        explicit Counted(Counts & all) : counts(all) { ++counts.made; }
-        ~Counted() override { ++counts.deleted; }
-        void Execute() override { ++counts.over; }
-        void Canceled() override { ++counts.over; }
-        Counts & counts;
-    };
+    qvlib_stress::Ledger ledger;
     int refused = 0;
-    std::size_t const hit = SweepAllocations(
-        [&]
+    auto const round = [&]
+    {
+        CTLAsyncCmdQueue queue;
+        queue.Create(); // without a window the commands are kept all the same
+        for (int i = 0; i < 40; ++i)
         {
-            CTLAsyncCmdQueue queue;
-            queue.Create(); // without a window the commands are kept all the same
-            for (int i = 0; i < 40; ++i)
+            old_auto_ptr<CTLAsyncCmd> holder(new qvlib_stress::Command(ledger));
+            try
             {
-                old_auto_ptr<CTLAsyncCmd> holder(new Counted(counts));
-                try
-                {
-                    queue.QueueCmd(holder, 0);
-                }
-                catch (std::bad_alloc const &)
-                {
-                    EXPECT_TRUE(holder.owner());
-                    ++counts.over; // stays the caller's
-                    ++refused;
-                    throw;
-                }
+                queue.QueueCmd(holder, 0);
             }
-            Pump();
-            queue.QueueCmd(new Counted(counts), 0);
-            queue.EmptyQueue();
-        },
-        [&]
-        {
-            EXPECT_EQ(counts.made, counts.deleted);
-            EXPECT_EQ(counts.made, counts.over);
-        });
+            catch (std::bad_alloc const &)
+            {
+                EXPECT_TRUE(holder.owner()); // stays the caller's
+                holder->Canceled();
+                ++refused;
+                throw;
+            }
+        }
+        Pump();
+        queue.QueueCmd(new qvlib_stress::Command(ledger), 0);
+        queue.EmptyQueue();
+    };
+    round(); // so that the memory of commands is there, and every failure is one of the queue
+    std::size_t const hit = SweepAllocations(round, [&] { ledger.Balance(); });
     EXPECT_EQ(refused, 3) << "for room for 16, 32 and 64";
     EXPECT_GT(hit, 4U);
 }

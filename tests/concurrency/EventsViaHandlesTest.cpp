@@ -2,11 +2,13 @@
 #include "qvlib/framework/exceptions.h"
 #include "qvlib/host/messages.h"
 
+#include "host/message_thread.h"
 #include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -19,30 +21,19 @@ namespace
 constexpr UINT kMessage = WM_APP + 1;
 std::string s_received; // the ids of the windows that got the message, in order
 
-LRESULT CALLBACK Receive(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
-{
-    if (message != kMessage)
-        return DefWindowProcW(window, message, wParam, lParam);
-    s_received += static_cast<char>(GetWindowLongPtrW(window, GWLP_ID));
-    EXPECT_EQ(wParam, WPARAM{7});
-    EXPECT_EQ(lParam, LPARAM{-8});
-    return 0;
-}
-
 /// A window that notes its id when the message reaches it.
 HWND MakeWindow(char id)
 {
-    static bool const registered = []
-    {
-        WNDCLASSEXW type{};
-        type.cbSize = sizeof type;
-        type.lpfnWndProc = &Receive;
-        type.lpszClassName = L"EventsViaHandlesTest";
-        return RegisterClassExW(&type) != 0;
-    }();
-    EXPECT_TRUE(registered);
-    return CreateWindowExW(0, L"EventsViaHandlesTest", nullptr, WS_CHILD, 0, 0, 0, 0, HWND_MESSAGE,
-                           reinterpret_cast<HMENU>(static_cast<LONG_PTR>(id)), nullptr, nullptr);
+    static std::deque<test::Procedure> s_procedures;
+    return test::NewWindow(&s_procedures.emplace_back(
+        [id](HWND, UINT message, WPARAM wParam, LPARAM lParam) -> LRESULT
+        {
+            EXPECT_EQ(message, kMessage);
+            EXPECT_EQ(wParam, WPARAM{7});
+            EXPECT_EQ(lParam, LPARAM{-8});
+            s_received += id;
+            return 0;
+        }));
 }
 
 std::string Delivered()

@@ -7,6 +7,8 @@
 #include "qvlib/host/messages.h"
 #include "qvlib/host/thread.h"
 
+#include "host/message_thread.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -24,27 +26,12 @@ constexpr unsigned long kForever = 0xFFFFFFFF;
 
 std::function<void(WPARAM)> s_receive; // what the test's window does
 
-LRESULT CALLBACK Receive(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
-{
-    if (message != kMessage)
-        return DefWindowProcW(window, message, wParam, lParam);
-    s_receive(wParam);
-    return 0;
-}
-
 /// A window of the test's thread; what is left in the queue goes at the end.
 class WaitingLoops : public testing::Test
 {
 protected:
     WaitingLoops()
     {
-        WNDCLASSEXW type{};
-        type.cbSize = sizeof type;
-        type.lpfnWndProc = &Receive;
-        type.lpszClassName = L"WaitingLoopsTest";
-        RegisterClassExW(&type);
-        m_window = CreateWindowExW(0, type.lpszClassName, nullptr, WS_CHILD, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
-                                   nullptr);
         s_calls = 0;
         s_answer = [] { return WaitCommandContinue; };
         s_receive = [](WPARAM) {};
@@ -73,7 +60,8 @@ protected:
 
     inline static int s_calls;
     inline static std::function<EWaitCommand()> s_answer;
-    HWND m_window;
+    test::Procedure m_procedure = [](HWND, UINT, WPARAM wParam, LPARAM) -> LRESULT { return s_receive(wParam), 0; };
+    HWND const m_window = test::NewWindow(&m_procedure);
 };
 
 using Loop = bool (*)(WaitCallback, unsigned long, unsigned long);

@@ -3,6 +3,7 @@
 #include "qvlib/host/error.h"
 #include "qvlib/host/messages.h"
 #include "support/allocation_sweep.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -168,7 +169,7 @@ TEST(MessageQueue, EveryThreadCanBePostedTo)
 
 TEST(MessageQueue, ManyProducersKeepTheirOrder)
 {
-    constexpr WPARAM kProducers = 3;
+    constexpr int kProducers = 3;
     constexpr LPARAM kEach = 20000;
     std::array<LPARAM, kProducers> next{};
     test::Event done;
@@ -181,19 +182,15 @@ TEST(MessageQueue, ManyProducersKeepTheirOrder)
         return 0;
     };
     test::MessageThread receiver(procedure);
-    {
-        std::vector<std::unique_ptr<test::Thread>> producers;
-        for (WPARAM producer = 0; producer < kProducers; ++producer)
-            producers.push_back(std::make_unique<test::Thread>(
-                [&receiver, producer]
-                {
-                    for (LPARAM number = 0; number < kEach;)
-                        if (PostMessageW(receiver.Window(), WM_APP, producer, number))
-                            ++number;
-                        else // the receiver is behind: its queue takes no more
-                            Sleep(0);
-                }));
-    }
+    qvlib_test::OnThreads(kProducers,
+                          [&receiver](int producer)
+                          {
+                              for (LPARAM number = 0; number < kEach;)
+                                  if (PostMessageW(receiver.Window(), WM_APP, static_cast<WPARAM>(producer), number))
+                                      ++number;
+                                  else // the receiver is behind: its queue takes no more
+                                      Sleep(0);
+                          });
     done.Wait();
 }
 

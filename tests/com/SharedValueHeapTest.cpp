@@ -1,7 +1,6 @@
 #include "qvlib/SharedValueHeap.h"
-#include "qvlib/framework/archive.h"
-#include "qvlib/framework/memfile.h"
 #include "support/allocation_sweep.h"
+#include "support/archived.h"
 #include "support/threads.h"
 
 #include <gtest/gtest.h>
@@ -266,28 +265,15 @@ TYPED_TEST(SharedValueHeapTest, CountsAreExactUnderContention)
 
 std::string Stored(CSharedWideString & handle, bool withFlag)
 {
-    CMemFile file;
-    CArchive archive(&file, CArchive::store);
-    if (withFlag)
-        archive << handle;
-    else
-        serialize_string_value(handle, archive);
-    archive.Close();
-    std::string bytes(static_cast<std::size_t>(file.GetLength()), '\0');
-    file.SeekToBegin();
-    file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-    return bytes;
+    return qvlib_test::Archived<std::string>(
+        [&](CArchive & archive)
+        { withFlag ? void(archive << handle) : void(serialize_string_value(handle, archive)); });
 }
 
-void Load(std::string bytes, CSharedWideString & handle, bool withFlag)
+void Load(std::string const & bytes, CSharedWideString & handle, bool withFlag)
 {
-    CMemFile file;
-    file.Attach(reinterpret_cast<BYTE *>(bytes.data()), static_cast<UINT>(bytes.size()));
-    CArchive archive(&file, CArchive::load);
-    if (withFlag)
-        archive >> handle;
-    else
-        serialize_string_value(handle, archive);
+    qvlib_test::ReadArchived(bytes, [&](CArchive & archive)
+                             { withFlag ? void(archive >> handle) : void(serialize_string_value(handle, archive)); });
 }
 
 TEST(SharedWideString, HasTwoFormsInArchives)

@@ -50,16 +50,7 @@ TEST(ConceptArchive, TheLayoutHoldsNamesOnly)
     for (auto const & item : full)
     {
         auto writeItem = [&](CTLDynamicConcept record, CTLDynamicConcept::Item pair)
-        {
-            CMemFile file;
-            CArchive archive(&file, CArchive::store);
-            record.SerializeField(archive, pair);
-            archive.Close();
-            Bytes bytes(static_cast<std::size_t>(file.GetLength()));
-            file.SeekToBegin();
-            file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-            return bytes;
-        };
+        { return qvlib_test::Archived([&](CArchive & archive) { record.SerializeField(archive, pair); }); };
         EXPECT_EQ(writeItem(full, item), writeItem(CTLDynamicConcept(), full.PrepareForStoring(item)));
     }
 }

@@ -166,21 +166,6 @@ TEST_F(QueueThread, EndsFromItsOwnCommand)
     EXPECT_TRUE(deleted.Lock(60000));
 }
 
-TEST_F(QueueThread, AQuitThreadCancelsWhatWaitsAndReleasesItsWaiters)
-{
-    CTLAsyncCmdQueueThread thread;
-    ASSERT_TRUE(thread.Create());
-    thread.AddQueueLock();
-    Cmd own(protocol, "own");
-    std::thread waiter([&] { thread.QueueSyncCmd(own, 0, false); });
-    while (thread.GetQueueSize() != 1)
-        std::this_thread::yield();
-    thread.PostThreadMessage(WM_QUIT, 0, 0);
-    waiter.join();
-    EXPECT_EQ(protocol.Take(), "-own");
-    thread.Destroy(true);
-}
-
 TEST_F(QueueThread, TheCallerOfDestroyKeepsTakingMessages)
 {
     CTLAsyncCmdQueue here;

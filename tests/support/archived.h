@@ -11,30 +11,42 @@ namespace qvlib_test
 
 using Bytes = std::vector<unsigned char>;
 
-template <class T>
-Bytes Stored(T record)
+/// The bytes that `write` puts into an archive.
+template <class Container = Bytes, class Write>
+Container Archived(Write const & write)
 {
     CMemFile file;
-    {
-        CArchive archive(&file, CArchive::store);
-        record.Serialize(archive);
-        archive.Close();
-    }
-    Bytes bytes(static_cast<std::size_t>(file.GetLength()));
+    CArchive archive(&file, CArchive::store);
+    write(archive);
+    archive.Close();
+    Container bytes(static_cast<std::size_t>(file.GetLength()), 0);
     file.SeekToBegin();
     file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
     return bytes;
 }
 
-template <class T>
-void LoadInto(T & record, Bytes const & bytes)
+/// Lets `read` take what it wants from an archive of the bytes.
+template <class Container, class Read>
+void ReadArchived(Container const & bytes, Read const & read)
 {
     CMemFile file;
     if (!bytes.empty())
         file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
     file.SeekToBegin();
     CArchive archive(&file, CArchive::load);
-    record.Serialize(archive);
+    read(archive);
+}
+
+template <class T>
+Bytes Stored(T record)
+{
+    return Archived([&](CArchive & archive) { record.Serialize(archive); });
+}
+
+template <class T>
+void LoadInto(T & record, Bytes const & bytes)
+{
+    ReadArchived(bytes, [&](CArchive & archive) { record.Serialize(archive); });
 }
 
 template <class T>

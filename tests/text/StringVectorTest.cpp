@@ -1,7 +1,6 @@
 #include "qvlib/StringVector.h"
 
-#include "qvlib/framework/archive.h"
-#include "qvlib/framework/memfile.h"
+#include "support/archived.h"
 
 #include <gtest/gtest.h>
 
@@ -13,32 +12,14 @@ using qvlib::CStringVector;
 
 std::string Stored(CStringVector & items)
 {
-    CMemFile file;
-    CArchive archive(&file, CArchive::store);
-    items.Serialize(archive);
-    archive.Close();
-    std::string bytes(static_cast<std::size_t>(file.GetLength()), '\0');
-    file.SeekToBegin();
-    file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-    return bytes;
+    return qvlib_test::Archived<std::string>([&](CArchive & archive) { items.Serialize(archive); });
 }
 
 /// The cause of the failure, or -1.
-int Load(std::string bytes, CStringVector & items)
+int Load(std::string const & bytes, CStringVector & items)
 {
-    CMemFile file;
-    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-    file.SeekToBegin();
-    CArchive archive(&file, CArchive::load);
-    try
-    {
-        items.Serialize(archive);
-    }
-    catch (CArchiveException const & failure)
-    {
-        return failure.m_cause;
-    }
-    return -1;
+    return qvlib_test::CauseOf(
+        [&] { qvlib_test::ReadArchived(bytes, [&](CArchive & archive) { items.Serialize(archive); }); });
 }
 
 TEST(StringVector, StoredForm)

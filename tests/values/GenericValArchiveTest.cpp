@@ -1,10 +1,9 @@
 #include "support/allocation_sweep.h"
+#include "support/archived.h"
 #include "values/generic_values.h"
 
 #include "qvlib/DateTime.h"
 #include "qvlib/GenericVal.h"
-#include "qvlib/framework/archive.h"
-#include "qvlib/framework/memfile.h"
 
 #include <gtest/gtest.h>
 
@@ -18,23 +17,12 @@ using qvlib::CGenericVal;
 
 std::string Stored(CGenericVal value)
 {
-    CMemFile file;
-    CArchive archive(&file, CArchive::store);
-    value.Serialize(archive);
-    archive.Close();
-    std::string bytes(static_cast<std::size_t>(file.GetLength()), '\0');
-    file.SeekToBegin();
-    file.Read(bytes.data(), static_cast<UINT>(bytes.size()));
-    return bytes;
+    return qvlib_test::Archived<std::string>([&](CArchive & archive) { value.Serialize(archive); });
 }
 
 void Load(std::string const & bytes, CGenericVal & value)
 {
-    CMemFile file;
-    file.Write(bytes.data(), static_cast<UINT>(bytes.size()));
-    file.SeekToBegin();
-    CArchive archive(&file, CArchive::load);
-    value.Serialize(archive);
+    qvlib_test::ReadArchived(bytes, [&](CArchive & archive) { value.Serialize(archive); });
 }
 
 std::vector<CGenericVal> Storable()

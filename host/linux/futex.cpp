@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include <linux/futex.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -72,5 +73,20 @@ void FutexWaitLow(std::atomic<std::uint64_t> const & word, std::uint32_t value) 
 }
 
 void FutexWakeLow(std::atomic<std::uint64_t> const & word) noexcept { FutexWake(LowHalf(word), INT_MAX); }
+
+int SpinLimit() noexcept
+{
+    // Relaxed: whoever comes too early asks the system once more, and learns the same.
+    static constinit std::atomic<int> limit{-1};
+    int known = limit.load(std::memory_order_relaxed);
+    if (known < 0) [[unlikely]]
+    {
+        constexpr int kLooks = 100;
+        cpu_set_t processors;
+        known = ::sched_getaffinity(0, sizeof processors, &processors) == 0 && CPU_COUNT(&processors) == 1 ? 0 : kLooks;
+        limit.store(known, std::memory_order_relaxed);
+    }
+    return known;
+}
 
 } // namespace qvlib::host

@@ -1,4 +1,5 @@
 // Looking for messages: what a thread's loop is made of.
+#include "host/linux/internal/futex.h"
 #include "host/linux/internal/message_queue.h"
 #include "host/linux/internal/time_limit.h"
 #include "qvlib/host/error.h"
@@ -106,6 +107,13 @@ bool MessageQueue::Take(MSG & message, MessageFilter const & filter, bool remove
             return true;
         if (!wait || (filter.of == MessageFilter::Of::Window && LookUpWindow(filter.window) == nullptr))
             return false;
+        // Whoever posts while the thread still looks need not wake it.
+        if (SpinUntil(
+                [&] {
+                    return m_received.load(std::memory_order_relaxed) != m_seen ||
+                           m_arrived.load(std::memory_order_relaxed) != 0;
+                }))
+            continue;
         {
             MutexLock const held(m_mutex);
             if (m_arrived.load(std::memory_order_relaxed) != 0 || m_received.load(std::memory_order_relaxed) != m_seen)

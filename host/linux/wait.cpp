@@ -38,6 +38,8 @@ LSTATUS Find(Target & target, HANDLE handle, bool willWait) noexcept
 /// Sleeps until the waiter has its result or gives up, and tells which.
 DWORD Rest(Waiter & waiter, Moment until) noexcept
 {
+    if (until != 0)
+        SpinUntil([&] { return waiter.result.load(std::memory_order_relaxed) != Waiter::kPending; });
     std::uint32_t result = waiter.result.load(std::memory_order_acquire);
     while (result == Waiter::kPending)
     {

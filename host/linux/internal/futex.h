@@ -35,4 +35,22 @@ inline void SpinPause() noexcept
 #endif
 }
 
+/// How often to look before going to sleep for what another thread does: going to sleep and being woken costs some
+/// microseconds on both sides. 0 where this process has one processor, and nobody else can be at it.
+int SpinLimit() noexcept;
+
+/// Waits for a few microseconds at most, and tells whether it happened. `happened` is asked for often and must be
+/// cheap.
+template <class Condition>
+bool SpinUntil(Condition const & happened) noexcept
+{
+    for (int left = SpinLimit(); left > 0; --left)
+    {
+        if (happened())
+            return true;
+        SpinPause();
+    }
+    return false;
+}
+
 } // namespace qvlib::host

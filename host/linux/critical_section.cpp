@@ -12,13 +12,16 @@ namespace
 constexpr DWORD kFree = 0;
 constexpr DWORD kHeld = 1;
 constexpr DWORD kWaitedFor = 2;
-constexpr int kSpins = 60;
+// Each look takes the word out of the owner's cache, so they become rarer.
+constexpr int kFirstPauses = 16;
+constexpr int kLastPauses = 64;
 
 void Wait(std::atomic<DWORD> & state) noexcept
 {
-    for (int spins = 0; spins < kSpins; ++spins)
+    for (int pauses = kFirstPauses; pauses <= kLastPauses && host::SpinLimit() != 0; pauses *= 2)
     {
-        host::SpinPause();
+        for (int left = pauses; left > 0; --left)
+            host::SpinPause();
         DWORD expected = kFree;
         if (state.load(std::memory_order_relaxed) == kFree &&
             state.compare_exchange_weak(expected, kHeld, std::memory_order_acquire, std::memory_order_relaxed))

@@ -68,8 +68,8 @@ HRESULT Copy(CatalogRecord & target, CatalogRecord const & source)
     return S_OK;
 }
 
-/// One key of the registry an object, named by the object's own key; one value a property. The value "ID" is written
-/// last and tells that the object is whole: a key without it is an object that somebody is adding, or failed to.
+/// One key of the registry an object, named by the object's own key; one value a property. The value "ID" tells that
+/// the key is an object: one without it is what else is kept there, or the rest of an object.
 class RegistryStore final : public CatalogStore
 {
 public:
@@ -133,22 +133,13 @@ public:
 
     HRESULT Insert(CatalogRecord const & record) override
     {
-        OpenKey made;
-        DWORD disposition = 0;
-        LSTATUS const status =
-            RegCreateKeyExW(HKEY_CURRENT_USER, (m_path + L"\\" + record.key).c_str(), 0, nullptr,
-                            REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, made.Place(), &disposition);
-        if (status != ERROR_SUCCESS)
-            return FromStatus(status);
-        std::wstring id;
-        if (disposition == REG_OPENED_EXISTING_KEY && ReadText(made.Get(), L"ID", id) == ERROR_SUCCESS)
-            return COMADMIN_E_APPLICATIONEXISTS;
+        std::vector<RegistryValue> values;
         for (bool const keys : {false, true})
             for (std::size_t i = 0; i < Properties().size(); ++i)
-                if (((Properties()[i].flags & P::kKey) != 0) == keys)
-                    if (HRESULT const result = Write(made.Get(), i, record); FAILED(result))
-                        return result;
-        return S_OK;
+                if (((Properties()[i].flags & P::kKey) != 0) == keys && record.values[i].Get()->vt != VT_EMPTY)
+                    values.push_back(Written(i, record));
+        LSTATUS const status = CreateWholeKey((m_path + L"\\" + record.key).c_str(), values);
+        return status == ERROR_ALREADY_EXISTS ? COMADMIN_E_APPLICATIONEXISTS : FromStatus(status);
     }
 
     HRESULT Update(CatalogRecord const & record, std::vector<bool> const & changed) override
@@ -158,8 +149,8 @@ public:
             return result;
         for (std::size_t i = 0; i < Properties().size(); ++i)
             if (changed[i])
-                if (HRESULT const result = Write(found.Get(), i, record); FAILED(result))
-                    return result;
+                if (LSTATUS const status = Written(i, record).WriteTo(found.Get()); status != ERROR_SUCCESS)
+                    return status == ERROR_KEY_DELETED ? COMADMIN_E_KEYMISSING : FromStatus(status);
         return S_OK;
     }
 
@@ -195,18 +186,13 @@ private:
         return status == ERROR_FILE_NOT_FOUND ? COMADMIN_E_KEYMISSING : FromStatus(status);
     }
 
-    HRESULT Write(HKEY key, std::size_t property, CatalogRecord const & record) const
+    RegistryValue Written(std::size_t property, CatalogRecord const & record) const
     {
         CatalogProperty const & rule = Properties()[property];
         VARIANT const & value = *record.values[property].Get();
-        if (value.vt == VT_EMPTY)
-            return S_OK;
-        LSTATUS status;
         if (rule.type == VT_BSTR)
-            status = WriteText(key, rule.name, {value.bstrVal, SysStringLen(value.bstrVal)});
-        else
-            status = WriteNumber(key, rule.name, static_cast<DWORD>(rule.type == VT_BOOL ? value.boolVal : value.lVal));
-        return status == ERROR_KEY_DELETED ? COMADMIN_E_KEYMISSING : FromStatus(status);
+            return RegistryValue::Text(rule.name, {value.bstrVal, SysStringLen(value.bstrVal)});
+        return RegistryValue::Number(rule.name, static_cast<DWORD>(rule.type == VT_BOOL ? value.boolVal : value.lVal));
     }
 
     static void SetNumber(VARIANT & value, VARTYPE type, LONG number) noexcept

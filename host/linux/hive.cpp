@@ -244,40 +244,67 @@ LSTATUS Hive::Find(KeyId base, std::string const & folded, KeyId & id)
     return status;
 }
 
+LSTATUS Hive::CreateLocked(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew)
+{
+    isNew = false;
+    id = base;
+    if (LSTATUS const status = ExistsLocked(base))
+        return status;
+    std::size_t start = 0;
+    std::size_t nameStart = 0;
+    while (start <= folded.size() && !folded.empty())
+    {
+        std::size_t const stop = std::min(folded.find('\\', start), folded.size());
+        std::size_t const nameStop = std::min(path.find('\\', nameStart), path.size());
+        std::string_view const foldedName = std::string_view(folded).substr(start, stop - start);
+        std::string_view const name = std::string_view(path).substr(nameStart, nameStop - nameStart);
+        Statement query(*this, findKey);
+        bool row;
+        if (LSTATUS const status = query.Bind(1, id).Bind(2, foldedName).Step(row))
+            return status;
+        if (row)
+            id = sqlite3_column_int64(query, 0);
+        else
+        {
+            Statement insert(*this, insertKey);
+            if (LSTATUS const status = insert.Bind(1, id).Bind(2, foldedName).Bind(3, name).Run())
+                return status;
+            id = sqlite3_last_insert_rowid(m_db);
+            isNew = true;
+        }
+        start = stop + 1;
+        nameStart = nameStop + 1;
+    }
+    return ERROR_SUCCESS;
+}
+
 LSTATUS Hive::Create(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew)
+{
+    return Write([&]() QVLIB_REQUIRES(m_lock) { return CreateLocked(base, folded, path, id, isNew); });
+}
+
+LSTATUS Hive::CreateWhole(KeyId base, std::string const & folded, std::string const & path,
+                          std::span<Value const> values)
 {
     return Write(
         [&]() QVLIB_REQUIRES(m_lock)
         {
-            isNew = false;
-            id = base;
-            if (LSTATUS const status = ExistsLocked(base))
+            KeyId id;
+            bool isNew;
+            if (LSTATUS const status = CreateLocked(base, folded, path, id, isNew))
                 return status;
-            std::size_t start = 0;
-            std::size_t nameStart = 0;
-            while (start <= folded.size() && !folded.empty())
             {
-                std::size_t const stop = std::min(folded.find('\\', start), folded.size());
-                std::size_t const nameStop = std::min(path.find('\\', nameStart), path.size());
-                std::string_view const foldedName = std::string_view(folded).substr(start, stop - start);
-                std::string_view const name = std::string_view(path).substr(nameStart, nameStop - nameStart);
-                Statement query(*this, findKey);
+                Statement query(*this, getValue);
                 bool row;
-                if (LSTATUS const status = query.Bind(1, id).Bind(2, foldedName).Step(row))
+                if (LSTATUS const status = query.Bind(1, id).Bind(2, values.back().folded).Step(row))
                     return status;
                 if (row)
-                    id = sqlite3_column_int64(query, 0);
-                else
-                {
-                    Statement insert(*this, insertKey);
-                    if (LSTATUS const status = insert.Bind(1, id).Bind(2, foldedName).Bind(3, name).Run())
-                        return status;
-                    id = sqlite3_last_insert_rowid(m_db);
-                    isNew = true;
-                }
-                start = stop + 1;
-                nameStart = nameStop + 1;
+                    return ERROR_ALREADY_EXISTS;
             }
+            for (Value const & value : values)
+                if (LSTATUS const status = AddValueLocked(id, value.folded, value.name, value.type, value.data.data(),
+                                                          static_cast<DWORD>(value.data.size())))
+                    return status;
             return ERROR_SUCCESS;
         });
 }
@@ -351,6 +378,12 @@ LSTATUS Hive::SetValue(KeyId id, std::string const & folded, std::string const &
         if (sqlite3_changes(m_db) != 0)
             return ERROR_SUCCESS;
     }
+    return AddValueLocked(id, folded, name, type, data, size);
+}
+
+LSTATUS Hive::AddValueLocked(KeyId id, std::string const & folded, std::string const & name, DWORD type,
+                             BYTE const * data, DWORD size)
+{
     Statement change(*this, setValue);
     if (LSTATUS const status = change.Bind(1, id)
                                    .Bind(2, folded)

@@ -2,6 +2,7 @@
 
 #include "host/linux/internal/registry_name.h"
 #include "host/linux/internal/registry_table.h"
+#include "host/linux/internal/registry_text.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -258,6 +259,24 @@ LSTATUS DeleteKey(HKEY handle, wchar_t const * subKey)
 }
 
 } // namespace
+
+LSTATUS qvlib::host::CreateWholeKey(LPCWSTR path, std::span<RegistryValue const> values)
+{
+    std::shared_ptr<Key> const user = KeyOf(HKEY_CURRENT_USER);
+    Path parsed;
+    if (LSTATUS const status = parsed.Set(path))
+        return status;
+    std::vector<Hive::Value> written(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
+    {
+        written[i].type = values[i].type;
+        written[i].data = values[i].data;
+        AppendName(written[i].name, values[i].name);
+        if (LSTATUS const status = Fold(values[i].name, written[i].folded))
+            return status;
+    }
+    return user->upper.hive->CreateWhole(user->upper.id, parsed.folded, parsed.name, written);
+}
 
 LSTATUS RegOpenKeyW(HKEY key, LPCWSTR subKey, HKEY * result)
 {

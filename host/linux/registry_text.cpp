@@ -30,13 +30,6 @@ LSTATUS ReadText(HKEY key, LPCWSTR name, std::wstring & text)
     return ERROR_SUCCESS;
 }
 
-LSTATUS WriteText(HKEY key, LPCWSTR name, std::wstring_view text)
-{
-    std::vector<BYTE> data(2 * Utf16Length(text.data(), text.size()) + 2);
-    EncodeUtf16(text.data(), text.size(), data.data());
-    return RegSetValueExW(key, name, 0, REG_SZ, data.data(), static_cast<DWORD>(data.size()));
-}
-
 LSTATUS ReadNumber(HKEY key, LPCWSTR name, DWORD & number)
 {
     DWORD type = REG_NONE;
@@ -51,11 +44,24 @@ LSTATUS ReadNumber(HKEY key, LPCWSTR name, DWORD & number)
     return ERROR_SUCCESS;
 }
 
-LSTATUS WriteNumber(HKEY key, LPCWSTR name, DWORD number)
+RegistryValue RegistryValue::Text(LPCWSTR name, std::wstring_view text)
 {
-    BYTE const bytes[] = {static_cast<BYTE>(number), static_cast<BYTE>(number >> 8), static_cast<BYTE>(number >> 16),
-                          static_cast<BYTE>(number >> 24)};
-    return RegSetValueExW(key, name, 0, REG_DWORD, bytes, sizeof bytes);
+    std::vector<BYTE> data(2 * Utf16Length(text.data(), text.size()) + 2);
+    EncodeUtf16(text.data(), text.size(), data.data());
+    return {name, REG_SZ, std::move(data)};
+}
+
+RegistryValue RegistryValue::Number(LPCWSTR name, DWORD number)
+{
+    return {name,
+            REG_DWORD,
+            {static_cast<BYTE>(number), static_cast<BYTE>(number >> 8), static_cast<BYTE>(number >> 16),
+             static_cast<BYTE>(number >> 24)}};
+}
+
+LSTATUS RegistryValue::WriteTo(HKEY key) const noexcept
+{
+    return RegSetValueExW(key, name, 0, type, data.data(), static_cast<DWORD>(data.size()));
 }
 
 } // namespace qvlib::host

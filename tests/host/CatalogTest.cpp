@@ -8,7 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <fstream>
+#include <thread>
 
 namespace
 {
@@ -190,6 +192,39 @@ TEST_F(CatalogTest, KeysFindWhatIsThereAndNothingElse)
     long changes = 0;
     EXPECT_EQ(twice->SaveChanges(&changes), COMADMIN_E_APPLICATIONEXISTS);
     EXPECT_EQ(Text(Get(At(found, 0), L"Name")), L"Sampler");
+}
+
+TEST_F(CatalogTest, OfTwoWhoAddTheSameApplicationOneDoes)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        HRESULT results[2] = {};
+        std::barrier together(2);
+        auto const add = [&](int who)
+        {
+            Collection const applications = Open(L"Applications");
+            Object const application = Added(applications);
+            Put(application, L"ID", kId);
+            for (wchar_t const * const name : {L"Name", L"Description", L"CommandLine"})
+                Put(application, name, who == 0 ? L"first" : L"second");
+            together.arrive_and_wait();
+            long changes = 0;
+            results[who] = applications->SaveChanges(&changes);
+        };
+        std::thread other(add, 1);
+        add(0);
+        other.join();
+        int const winner = results[0] == S_OK ? 0 : 1;
+        EXPECT_EQ(results[winner], S_OK);
+        EXPECT_EQ(results[1 - winner], COMADMIN_E_APPLICATIONEXISTS);
+        Collection const applications = Populated(L"Applications");
+        ASSERT_EQ(Count(applications), 1);
+        for (wchar_t const * const name : {L"Name", L"Description", L"CommandLine"})
+            EXPECT_EQ(Text(Get(At(applications, 0), name)), winner == 0 ? L"first" : L"second");
+        EXPECT_EQ(applications->Remove(0), S_OK);
+        long changes = 0;
+        EXPECT_EQ(applications->SaveChanges(&changes), S_OK);
+    }
 }
 
 TEST_F(CatalogTest, AnApplicationThatIsLockedIsNeitherChangedNorRemoved)

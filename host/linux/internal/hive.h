@@ -31,6 +31,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -59,6 +60,15 @@ public:
         std::string folded;
         std::string name;
         std::size_t size;
+    };
+
+    /// A value to be written.
+    struct Value
+    {
+        std::string folded;
+        std::string name;
+        DWORD type;
+        std::vector<BYTE> data;
     };
 
     /// Room for a name and, of a value, its type and data, as RegEnumValueW takes them.
@@ -98,6 +108,10 @@ public:
     LSTATUS Find(KeyId base, std::string const & folded, KeyId & id);
     /// `path` is the same path as written.
     LSTATUS Create(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew);
+    /// Creates the key with its values, or writes them into one that lacks the last of them, in one step: of several
+    /// who do so at once, the first does. ERROR_ALREADY_EXISTS for all others.
+    LSTATUS CreateWhole(KeyId base, std::string const & folded, std::string const & path,
+                        std::span<Value const> values);
     LSTATUS DeleteKey(KeyId base, std::string const & folded);
 
     LSTATUS GetValue(KeyId id, std::string const & folded, DWORD * type, BYTE * data, DWORD * size);
@@ -183,6 +197,10 @@ private:
     LSTATUS Status(int code) const QVLIB_REQUIRES(m_lock);
     LSTATUS FindLocked(KeyId base, std::string const & folded, KeyId & id) QVLIB_REQUIRES(m_lock);
     LSTATUS ExistsLocked(KeyId id) QVLIB_REQUIRES(m_lock);
+    LSTATUS CreateLocked(KeyId base, std::string const & folded, std::string const & path, KeyId & id, bool & isNew)
+        QVLIB_REQUIRES(m_lock);
+    LSTATUS AddValueLocked(KeyId id, std::string const & folded, std::string const & name, DWORD type,
+                           BYTE const * data, DWORD size) QVLIB_REQUIRES(m_lock);
     void ForgetPosition() QVLIB_REQUIRES(m_lock) { m_position.id = kAbsent; }
     std::chrono::steady_clock::duration TimeLeft() QVLIB_REQUIRES(m_lock);
     /// Called by SQLite from within a call that is made under the lock.

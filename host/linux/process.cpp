@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -134,18 +133,22 @@ private:
     struct Watched
     {
         Waitable * process; ///< pinned
-        int file;           ///< readable when it has ended
+        int file = -1;      ///< readable when it has ended
     };
 
     LSTATUS StartWatcher() QVLIB_REQUIRES(m_lock);
+    LSTATUS Follow(Watched & watched, int poll) QVLIB_REQUIRES(m_lock);
     static void * RunWatcher(void * processes);
-    void Ended(int file) QVLIB_EXCLUDES(m_lock);
+    bool Ended(unsigned watcher, int file) QVLIB_EXCLUDES(m_lock);
+    void Lost(unsigned watcher) QVLIB_EXCLUDES(m_lock);
+    void ForgetFiles() QVLIB_REQUIRES(m_lock);
 
     Mutex m_lock;
     std::vector<Waitable *> m_children QVLIB_GUARDED_BY(m_lock); ///< pinned
     std::size_t m_expected QVLIB_GUARDED_BY(m_lock) = 0;
     std::vector<Watched> m_watched QVLIB_GUARDED_BY(m_lock);
-    std::atomic<int> m_poll{-1}; ///< set before the watcher starts
+    int m_poll QVLIB_GUARDED_BY(m_lock) = -1;        ///< what the watcher waits at
+    unsigned m_watcher QVLIB_GUARDED_BY(m_lock) = 0; ///< the number of the last one
 };
 
 LSTATUS Processes::StartWatcher()
@@ -153,7 +156,12 @@ LSTATUS Processes::StartWatcher()
     int const poll = ::epoll_create1(EPOLL_CLOEXEC);
     if (poll < 0)
         return StatusOf(errno);
-    m_poll.store(poll, std::memory_order_relaxed);
+    for (Watched & watched : m_watched) // of a watcher that lost its poll
+        if (LSTATUS const status = Follow(watched, poll); status != ERROR_SUCCESS)
+        {
+            ::close(poll);
+            return status;
+        }
     sigset_t every;
     sigset_t before;
     ::sigfillset(&every); // signals are the program's own threads' to handle
@@ -164,11 +172,46 @@ LSTATUS Processes::StartWatcher()
     if (error != 0)
     {
         ::close(poll);
-        m_poll.store(-1, std::memory_order_relaxed);
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     ::pthread_detach(watcher);
+    m_poll = poll;
+    ++m_watcher;
+    std::erase_if(m_watched,
+                  [](Watched const & watched)
+                  {
+                      if (!watched.process->IsSignalled())
+                          return false;
+                      if (watched.file >= 0)
+                          ::close(watched.file);
+                      Unpin(*watched.process);
+                      return true;
+                  });
     return ERROR_SUCCESS;
+}
+
+/// Has the poll tell of the end of the process. One that is someone else's and gone already is signalled.
+/// ERROR_INVALID_HANDLE when the poll is none.
+LSTATUS Processes::Follow(Watched & watched, int poll)
+{
+    Waitable & process = *watched.process;
+    if (process.IsSignalled())
+        return ERROR_SUCCESS;
+    if (watched.file < 0)
+        watched.file = static_cast<int>(::syscall(SYS_pidfd_open, process.m_number.load(std::memory_order_relaxed), 0));
+    if (watched.file < 0)
+    {
+        if (errno != ESRCH && errno != EINVAL) // gone, or its number is a thread's by now
+            return errno == ENOSYS ? ERROR_NOT_SUPPORTED : StatusOf(errno);
+        End(process, 0);
+        return ERROR_SUCCESS;
+    }
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = watched.file;
+    if (::epoll_ctl(poll, EPOLL_CTL_ADD, watched.file, &event) == 0)
+        return ERROR_SUCCESS;
+    return errno == EINVAL ? ERROR_INVALID_HANDLE : StatusOf(errno);
 }
 
 LSTATUS Processes::Watch(Waitable & process)
@@ -177,63 +220,96 @@ LSTATUS Processes::Watch(Waitable & process)
     auto const isSame = [&process](Watched const & watched) { return watched.process == &process; };
     if (process.IsSignalled() || std::any_of(m_watched.begin(), m_watched.end(), isSame))
         return ERROR_SUCCESS;
-    if (m_poll.load(std::memory_order_relaxed) < 0)
-        if (LSTATUS const status = StartWatcher(); status != ERROR_SUCCESS)
-            return status;
     m_watched.reserve(m_watched.size() + 1);
-    int const file = static_cast<int>(::syscall(SYS_pidfd_open, process.m_number.load(std::memory_order_relaxed), 0));
-    if (file < 0)
+    Watched watched{&process};
+    LSTATUS status = m_poll < 0 ? StartWatcher() : ERROR_SUCCESS;
+    if (status == ERROR_SUCCESS)
+        status = Follow(watched, m_poll);
+    if (status == ERROR_INVALID_HANDLE)
     {
-        if (errno != ESRCH)
-            return errno == ENOSYS ? ERROR_NOT_SUPPORTED : StatusOf(errno);
-        End(process, 0); // someone else's, and gone
-        return ERROR_SUCCESS;
+        ForgetFiles();
+        status = StartWatcher();
+        if (status == ERROR_SUCCESS)
+            status = Follow(watched, m_poll);
     }
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = file;
-    if (::epoll_ctl(m_poll.load(std::memory_order_relaxed), EPOLL_CTL_ADD, file, &event) != 0)
+    if (status == ERROR_SUCCESS && watched.file >= 0)
     {
-        LSTATUS const status = StatusOf(errno);
-        ::close(file);
-        return status;
+        Pin(process);
+        m_watched.push_back(watched);
     }
-    Pin(process);
-    m_watched.push_back({&process, file});
-    return ERROR_SUCCESS;
+    else if (watched.file >= 0)
+        ::close(watched.file);
+    return status;
 }
 
 void * Processes::RunWatcher(void * processes)
 {
     auto & self = *static_cast<Processes *>(processes);
+    int poll;
+    unsigned watcher;
+    {
+        MutexLock const held(self.m_lock);
+        poll = self.m_poll;
+        watcher = self.m_watcher;
+    }
     for (;;)
     {
         epoll_event event{};
-        if (::epoll_wait(self.m_poll.load(std::memory_order_relaxed), &event, 1, -1) == 1)
-            self.Ended(event.data.fd);
+        int const count = ::epoll_wait(poll, &event, 1, -1);
+        if (count == 1 ? !self.Ended(watcher, event.data.fd) : errno != EINTR)
+            break;
     }
+    self.Lost(watcher);
     return nullptr;
 }
 
-void Processes::Ended(int file)
+/// The program has closed files that it did not open, as some do to become a service: what has their numbers is its
+/// own.
+void Processes::ForgetFiles()
+{
+    m_poll = -1;
+    for (Watched & watched : m_watched)
+        watched.file = -1;
+}
+
+/// Goes on with a new poll, unless someone else has, and tries until there is room for it.
+void Processes::Lost(unsigned watcher)
+{
+    for (;;)
+    {
+        {
+            MutexLock const held(m_lock);
+            if (m_watcher == watcher)
+                ForgetFiles();
+            if (m_watcher != watcher || m_watched.empty() || StartWatcher() == ERROR_SUCCESS)
+                return;
+        }
+        timespec const pause{0, 100'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+}
+
+/// False when the file is none that is watched: the poll is not ours any more.
+bool Processes::Ended(unsigned watcher, int file)
 {
     Reap();
     MutexLock const held(m_lock);
     auto const found = std::find_if(m_watched.begin(), m_watched.end(),
                                     [file](Watched const & watched) { return watched.file == file; });
-    if (found == m_watched.end())
-        return;
+    if (m_watcher != watcher || found == m_watched.end())
+        return false;
     Waitable & process = *found->process;
     // One that Reap has not told of is no child, or was taken by someone else.
     if (!process.IsSignalled() && std::find(m_children.begin(), m_children.end(), &process) == m_children.end())
         End(process, 0);
     if (!process.IsSignalled())
-        return; // interrupted: the file is still readable
+        return true; // interrupted: the file is still readable
     m_watched.erase(found);
     // A program that was forked off meanwhile may have the file open, too: closing it here would leave it watched.
-    ::epoll_ctl(m_poll.load(std::memory_order_relaxed), EPOLL_CTL_DEL, file, nullptr);
+    ::epoll_ctl(m_poll, EPOLL_CTL_DEL, file, nullptr);
     ::close(file);
     Unpin(process);
+    return true;
 }
 
 /// Makes the slot a process's object with one handle, to be published.

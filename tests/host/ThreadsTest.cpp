@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
@@ -247,6 +248,43 @@ TEST(Processes, OfOthersAreSignalledToo)
     EXPECT_TRUE(GetExitCodeProcess(process, &code));
     EXPECT_EQ(code, 0U);
     EXPECT_TRUE(CloseHandle(process));
+}
+
+TEST(Processes, AreWatchedByProgramsThatCloseAllFilesTheyDoNotKnow)
+{
+    Foreigner first;
+    Foreigner second;
+    HANDLE const processes[] = {OpenProcess(SYNCHRONIZE, FALSE, first.Id()),
+                                OpenProcess(SYNCHRONIZE, FALSE, second.Id())};
+    DWORD results[] = {WAIT_FAILED, WAIT_FAILED};
+    Sleeper a([&] { results[0] = WaitForSingleObject(processes[0], kLong); });
+    Sleeper b([&] { results[1] = WaitForSingleObject(processes[1], kLong); });
+    a.AwaitAsleep();
+    b.AwaitAsleep();
+    for (bool const everything : {false, true})
+    {
+        // First what the watcher waits at is gone, then the files of the processes, too, and it sleeps for good.
+        for (auto const & file : std::filesystem::directory_iterator("/proc/self/fd"))
+        {
+            std::error_code gone;
+            std::string const what = std::filesystem::read_symlink(file, gone).string();
+            if (what == "anon_inode:[eventpoll]" || (everything && what == "anon_inode:[pidfd]"))
+                ::close(std::stoi(file.path().filename()));
+        }
+        if (!everything)
+        {
+            first.End();
+            a.Join();
+            EXPECT_EQ(results[0], WAIT_OBJECT_0);
+        }
+    }
+    Foreigner third;
+    HANDLE const late = OpenProcess(SYNCHRONIZE, FALSE, third.Id());
+    EXPECT_EQ(WaitForSingleObject(late, 1), WAIT_TIMEOUT);
+    second.End();
+    b.Join();
+    EXPECT_EQ(results[1], WAIT_OBJECT_0);
+    EXPECT_TRUE(CloseHandle(processes[0]) && CloseHandle(processes[1]) && CloseHandle(late));
 }
 
 TEST(CriticalSection, IsItsOwnersAsOftenAsItEntered)

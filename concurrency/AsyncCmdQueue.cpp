@@ -296,7 +296,7 @@ bool CTLAsyncCmdQueue::OnWndMsg(unsigned int msg, WPARAM wParam, LPARAM lParam, 
         {
             CmdDispatch const dispatch(state);
             if (state.RunOne(true))
-                state.PostProcessMessage();
+                state.PostNextProcessMessage();
         }
         *result = 0;
         return true;

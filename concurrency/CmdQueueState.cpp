@@ -88,7 +88,7 @@ void AsyncCmdQueueState::QueueIsGone() noexcept
 void AsyncCmdQueueState::EndRunByHand() noexcept
 {
     if (m_runsByHand.fetch_sub(1, std::memory_order_relaxed) == 1 && !IsDispatching() && !IsQueueGone() &&
-        m_missed.exchange(false, std::memory_order_relaxed) && Size() != 0)
+        m_missed.exchange(false, std::memory_order_acquire) && Size() != 0)
         PostProcessMessage();
     ReleaseHolder();
 }
@@ -97,8 +97,9 @@ void AsyncCmdQueueState::WindowBegins(HWND window)
 {
     CmdQueueLock const lock(m_lock);
     m_window.store(window, std::memory_order_release);
-    // A message that was on its way to an earlier window never arrives.
+    // Messages that were on their way to an earlier window never arrive.
     m_pending.store(0, std::memory_order_relaxed);
+    m_nextPending.store(false, std::memory_order_relaxed);
 }
 
 void AsyncCmdQueueState::WindowEnds() noexcept
@@ -183,7 +184,7 @@ bool AsyncCmdQueueState::RunOne(bool arrived)
     {
         CmdQueueLock const lock(m_lock);
         if (arrived)
-            m_pending.store(0, std::memory_order_relaxed);
+            ProcessMessageArrived();
         std::uint32_t const size = m_size.load(std::memory_order_relaxed);
         if (size == 0)
             return false;
@@ -348,8 +349,16 @@ bool AsyncCmdQueueState::ClaimProcessMessage() noexcept
 {
     // Looking before changing: most posts find a message on its way, and leave the flag in the caches of its readers.
     std::uint32_t none = 0;
-    return m_pending.load(std::memory_order_relaxed) == 0 &&
+    return !m_nextPending.load(std::memory_order_relaxed) && m_pending.load(std::memory_order_relaxed) == 0 &&
            m_pending.compare_exchange_strong(none, 1, std::memory_order_acq_rel);
+}
+
+void AsyncCmdQueueState::ProcessMessageArrived() noexcept
+{
+    if (m_nextPending.load(std::memory_order_relaxed))
+        m_nextPending.store(false, std::memory_order_relaxed);
+    else
+        m_pending.store(0, std::memory_order_relaxed);
 }
 
 void AsyncCmdQueueState::SendProcessMessage(HWND window, std::uint32_t size) noexcept
@@ -377,11 +386,29 @@ void AsyncCmdQueueState::PostProcessMessage() noexcept
         SendProcessMessage(window, size);
 }
 
+void AsyncCmdQueueState::PostNextProcessMessage() noexcept
+{
+    HWND const window = m_window.load(std::memory_order_relaxed);
+    if (window == nullptr || m_pending.load(std::memory_order_relaxed) != 0)
+        return;
+    std::uint32_t const size = Size();
+    m_nextPending.store(true, std::memory_order_relaxed);
+    if (::PostMessageW(window, kProcessQueueMessage, 0, 0))
+        return;
+    {
+        CmdQueueLock const lock(m_lock);
+        m_nextPending.store(false, std::memory_order_relaxed);
+        if (m_size.load(std::memory_order_relaxed) <= size)
+            return;
+    }
+    PostProcessMessage(); // for whoever has queued a command meanwhile and relied on this post
+}
+
 void AsyncCmdQueueState::MissProcessMessage() noexcept
 {
     CmdQueueLock const lock(m_lock);
-    m_pending.store(0, std::memory_order_relaxed);
-    m_missed.store(true, std::memory_order_relaxed);
+    ProcessMessageArrived();
+    m_missed.store(true, std::memory_order_release); // the message has arrived before
 }
 
 std::uint32_t AsyncCmdQueueState::ReleaseQueueLock() noexcept

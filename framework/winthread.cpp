@@ -176,13 +176,19 @@ BOOL CWinThread::PumpMessage()
     BOOL const taken = ::GetMessageW(&message, nullptr, 0, 0);
     if (watch.Deleted())
         return FALSE;
-    m_msgCur = message;
+    // Field by field, as it was stored a moment ago: a wider read of several fields would wait for the cache.
+    m_msgCur.hwnd = message.hwnd;
+    m_msgCur.message = message.message;
+    m_msgCur.wParam = message.wParam;
+    m_msgCur.lParam = message.lParam;
+    m_msgCur.time = message.time;
+    m_msgCur.pt = message.pt;
     if (taken <= 0)
         return FALSE;
     if (PreTranslateMessage(&m_msgCur) == FALSE && !watch.Deleted())
     {
-        ::TranslateMessage(&message);
-        ::DispatchMessageW(&message);
+        ::TranslateMessage(&m_msgCur);
+        ::DispatchMessageW(&m_msgCur);
     }
     return TRUE;
 }

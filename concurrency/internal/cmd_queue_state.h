@@ -103,6 +103,8 @@ public:
     // The process message.
     /// Posts the process message unless one is on its way. A post that fails leaves none on its way.
     void PostProcessMessage() noexcept;
+    /// The same for a dispatch that ends, on the window's thread.
+    void PostNextProcessMessage() noexcept;
     /// A process message has come while a command was running: what waits is posted for when that has ended.
     void MissProcessMessage() noexcept;
 
@@ -121,6 +123,8 @@ private:
     bool TakeAwaited(CTLAsyncCmd *& command) noexcept;
     /// Whether the caller is the one to post: none was on its way.
     bool ClaimProcessMessage() noexcept;
+    /// One that was on its way has arrived, or never will.
+    void ProcessMessageArrived() noexcept QVLIB_REQUIRES(m_lock);
     /// Posts for whoever has set the flag, when so many commands were waiting.
     void SendProcessMessage(HWND window, std::uint32_t size) noexcept;
     void SetSize(std::size_t size) noexcept QVLIB_REQUIRES(m_lock);
@@ -128,10 +132,14 @@ private:
     CTLCriticalSection m_lock;
     std::vector<CmdRing> m_levels QVLIB_GUARDED_BY(m_lock); // 0 is the urgent level, p + 1 that of priority p
     std::atomic<std::uint32_t> m_size{0};                   // changed under the lock, read without it
-    // A process message is on its way. Cleared under the lock when it arrives and set by who posts it, so that whoever
-    // finds it set under the lock knows of a message that will find what he has queued. The dispatcher sets it without
-    // the lock, so setting it is a compare and exchange.
+    // A process message is on its way: of somebody who has queued a command, or of a dispatch for the next one. Each is
+    // set by who posts it and cleared under the lock when one arrives, so that whoever finds one set under the lock
+    // knows of a message that will find what he has queued. The dispatcher looks and sets its own without the lock and
+    // without a compare and exchange, which would be a good part of what a command costs. So it and a poster may post
+    // at the same moment. The message that arrives first is then taken for the dispatcher's, which posts no next one
+    // while the other is on its way.
     std::atomic<std::uint32_t> m_pending{0};
+    std::atomic<bool> m_nextPending{false};
     std::atomic<std::uint32_t> m_queueLocks{0};
     std::atomic<HWND> m_window{nullptr}; // changed under the lock
     std::atomic<std::uint32_t> m_holders{1};

@@ -12,6 +12,17 @@ namespace qvlib::host
 namespace
 {
 
+/// Field by field: a loop reads it so, and at once, and would wait for the cache if stores were wider or narrower.
+void Show(PostedMessage const & posted, MSG & message) noexcept
+{
+    message.hwnd = posted.window;
+    message.message = posted.message;
+    message.wParam = posted.wParam;
+    message.lParam = posted.lParam;
+    message.time = 0;
+    message.pt = POINT{};
+}
+
 bool Matches(PostedMessage const & message, MessageFilter const & filter) noexcept
 {
     bool const ofThread = message.window == nullptr;
@@ -50,7 +61,7 @@ bool MessageQueue::Find(MSG & message, MessageFilter const & filter, bool remove
         PostedMessage const & posted = m_posted.At(index);
         if (!Matches(posted, filter))
             continue;
-        message = MSG{posted.window, posted.message, posted.wParam, posted.lParam, 0, POINT{}};
+        Show(posted, message);
         if (remove)
         {
             m_posted.Erase(index);
@@ -73,7 +84,7 @@ bool MessageQueue::TakeOwn(MSG & message) noexcept
     m_seen = m_received.load(std::memory_order_acquire);
     m_fresh = false;
     PostedMessage const & posted = m_posted.At(0);
-    message = MSG{posted.window, posted.message, posted.wParam, posted.lParam, 0, POINT{}};
+    Show(posted, message);
     m_posted.Erase(0);
     m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
     return true;
@@ -262,9 +273,8 @@ LRESULT DispatchMessageW(MSG const * message)
 
 BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    PostedMessage const posted{window, wParam, lParam, message};
-    LSTATUS const status =
-        window == nullptr ? MessageQueue::PostToThread(GetCurrentThreadId(), posted) : MessageQueue::Post(posted);
+    LSTATUS const status = window == nullptr ? MessageQueue::PostToThread(GetCurrentThreadId(), message, wParam, lParam)
+                                             : MessageQueue::Post(window, message, wParam, lParam);
     if (status == ERROR_SUCCESS)
         return TRUE;
     SetLastError(static_cast<DWORD>(status));
@@ -273,7 +283,7 @@ BOOL PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 
 BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    LSTATUS const status = MessageQueue::PostToThread(threadId, PostedMessage{nullptr, wParam, lParam, message});
+    LSTATUS const status = MessageQueue::PostToThread(threadId, message, wParam, lParam);
     if (status == ERROR_SUCCESS)
         return TRUE;
     SetLastError(static_cast<DWORD>(status));

@@ -171,7 +171,7 @@ void MessageQueue::TakeInbox() noexcept
     m_taken = m_received.load(std::memory_order_relaxed) - m_inbox.Size();
 }
 
-LSTATUS MessageQueue::PostOwn(PostedMessage const & message) noexcept
+LSTATUS MessageQueue::PostOwn(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept
 {
     if (std::size_t const received = m_received.load(std::memory_order_acquire); received != m_taken)
     {
@@ -181,38 +181,38 @@ LSTATUS MessageQueue::PostOwn(PostedMessage const & message) noexcept
     }
     if (m_posted.Size() >= kPostedMessageLimit)
         return ERROR_NOT_ENOUGH_QUOTA;
-    if (!m_posted.Append(message))
+    if (!m_posted.Append({window, wParam, lParam, message}))
         return ERROR_NOT_ENOUGH_MEMORY;
     m_ownCount.store(m_posted.Size(), std::memory_order_relaxed);
     m_fresh = true;
     return ERROR_SUCCESS;
 }
 
-LSTATUS MessageQueue::Post(PostedMessage const & message) noexcept
+LSTATUS MessageQueue::Post(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept
 {
-    Window * const place = LookUpWindow(message.window);
+    Window * const place = LookUpWindow(window);
     if (place == nullptr)
         return ERROR_INVALID_WINDOW_HANDLE;
     MessageQueue & queue = *place->queue.load(std::memory_order_acquire);
     if (&queue == Current())
-        return queue.PostOwn(message);
+        return queue.PostOwn(window, message, wParam, lParam);
     bool wake = false;
     {
         MutexLock const held(queue.m_mutex);
-        if (!place->Is(message.window))
+        if (!place->Is(window))
             return ERROR_INVALID_WINDOW_HANDLE;
-        if (LSTATUS const status = queue.Append(message, wake); !wake)
+        if (LSTATUS const status = queue.Append({window, wParam, lParam, message}, wake); !wake)
             return status;
     }
     queue.m_input.Set();
     return ERROR_SUCCESS;
 }
 
-LSTATUS MessageQueue::PostToThread(DWORD threadId, PostedMessage const & message) noexcept
+LSTATUS MessageQueue::PostToThread(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam) noexcept
 try
 {
     if (MessageQueue * const own = Current(); own != nullptr && own->ThreadId() == threadId)
-        return own->PostOwn(message);
+        return own->PostOwn(nullptr, message, wParam, lParam);
     MessageQueue * queue = nullptr;
     {
         QueueDirectory & directory = QueueDirectory::Get();
@@ -230,7 +230,7 @@ try
         MutexLock const held(queue->m_mutex);
         if (queue->ThreadId() != threadId) // it ended in between
             return ERROR_INVALID_THREAD_ID;
-        if (LSTATUS const status = queue->Append(message, wake); !wake)
+        if (LSTATUS const status = queue->Append({nullptr, wParam, lParam, message}, wake); !wake)
             return status;
     }
     queue->m_input.Set();

@@ -16,6 +16,7 @@ namespace
 using test::Event;
 
 constexpr UINT kCall = WM_APP; // wParam is a function to call on the thread
+constexpr UINT kChange = WM_APP + 2;
 
 /// Calls what it is sent, and notes what the framework calls.
 class Worker : public CWinThread
@@ -42,6 +43,8 @@ public:
     }
     BOOL PreTranslateMessage(MSG * message) override
     {
+        if (message->message == kChange)
+            message->lParam *= 2;
         if (message->message != kCall)
             return CWinThread::PreTranslateMessage(message);
         (*reinterpret_cast<std::function<void()> *>(message->wParam))();
@@ -186,6 +189,30 @@ TEST(WinThread, DeletesItselfJustOnce)
             delete worker;
         gone.Wait();
     }
+}
+
+TEST(WinThread, AChangedMessageIsDeliveredAsChanged)
+{
+    Worker worker;
+    ASSERT_TRUE(worker.CreateThread());
+    LPARAM delivered = 0;
+    test::Procedure procedure = [&](HWND window, UINT message, WPARAM, LPARAM lParam)
+    {
+        if (message == kChange)
+        {
+            delivered = lParam;
+            DestroyWindow(window);
+        }
+        return 0;
+    };
+    std::function<void()> call = [&]
+    {
+        PostMessageW(test::NewWindow(&procedure), kChange, 0, 21);
+        PostThreadMessageW(GetCurrentThreadId(), WM_QUIT, 0, 0);
+    };
+    worker.Call(call);
+    EXPECT_EQ(ExitCode(worker.m_hThread), 0U);
+    EXPECT_EQ(delivered, 42);
 }
 
 TEST(WinThread, AMessageMayDeleteTheObjectOfItsThread)

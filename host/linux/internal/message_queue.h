@@ -95,8 +95,8 @@ public:
     DWORD ThreadId() const noexcept { return m_threadId.load(std::memory_order_acquire); }
 
     // From any thread. They give a status.
-    static LSTATUS Post(PostedMessage const & message) noexcept;
-    static LSTATUS PostToThread(DWORD threadId, PostedMessage const & message) noexcept;
+    static LSTATUS Post(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
+    static LSTATUS PostToThread(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
     /// Sends to a window of another thread and waits for the answer.
     LSTATUS Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags, DWORD timeout, LRESULT & result);
     LSTATUS SendAndForget(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
@@ -136,7 +136,7 @@ private:
     LSTATUS Append(PostedMessage const & message, bool & wake) noexcept QVLIB_REQUIRES(m_mutex);
 
     // On the queue's own thread.
-    LSTATUS PostOwn(PostedMessage const & message) noexcept;
+    LSTATUS PostOwn(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
     void TakeInbox() noexcept QVLIB_EXCLUDES(m_mutex);
     /// The kinds of input that are new, or that are in the queue.
     UINT Present(bool fresh) const noexcept;

@@ -80,7 +80,8 @@ public:
     virtual BOOL InitInstance();
     /// The message loop. Its result is the thread's exit code.
     virtual int Run();
-    /// Looks at a message before it is delivered. TRUE when that need not be done any more; here always FALSE.
+    /// Looks at a message before it is delivered, and may change it. TRUE when it need not be delivered any more; here
+    /// always FALSE.
     virtual BOOL PreTranslateMessage(MSG * message);
     /// Waits for a message and delivers it. FALSE when it is the request to quit.
     virtual BOOL PumpMessage();

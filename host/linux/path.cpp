@@ -1,5 +1,6 @@
 #include "qvlib/host/path.h"
 
+#include "host/linux/internal/folder_names.h"
 #include "qvlib/host/utf8.h"
 
 #include <algorithm>
@@ -8,9 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include <dirent.h>
 #include <sys/stat.h>
-#include <unicode/uchar.h>
 
 namespace qvlib::host
 {
@@ -103,46 +102,6 @@ std::string DriveRoot(wchar_t letter)
     while (!root.empty() && root.back() == '/')
         root.pop_back();
     return root;
-}
-
-bool SameButForCase(std::wstring_view a, std::wstring_view b)
-{
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (a[i] != b[i] && u_foldCase(static_cast<UChar32>(a[i]), U_FOLD_CASE_DEFAULT) !=
-                                u_foldCase(static_cast<UChar32>(b[i]), U_FOLD_CASE_DEFAULT))
-            return false;
-    return true;
-}
-
-// The entry of `folder` that is `name` but for case: the first in byte order, so that the choice does not hang on the
-// order in which the file system lists. Empty when there is none.
-std::string FindNoCase(std::string const & folder, std::string const & name)
-{
-    std::wstring wanted;
-    PlatformName(name, wanted);
-    std::wstring listed;
-    std::string found;
-    DIR * const entries = ::opendir(folder.empty() ? "." : folder.c_str());
-    if (entries == nullptr)
-        return found;
-    try
-    {
-        while (dirent const * const entry = ::readdir(entries))
-        {
-            PlatformName(entry->d_name, listed);
-            if (SameButForCase(listed, wanted) && (found.empty() || found > entry->d_name))
-                found = entry->d_name;
-        }
-    }
-    catch (...)
-    {
-        ::closedir(entries);
-        throw;
-    }
-    ::closedir(entries);
-    return found;
 }
 
 } // namespace

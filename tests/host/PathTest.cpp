@@ -3,9 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using qvlib::host::NativePath;
 
@@ -76,4 +83,77 @@ TEST(Path, NamesMatchAsWrittenElseWithoutRegardToCase)
     EXPECT_EQ(NativePath(L"C:\\SOME\\\x00E4 B\\New"), root + "/Some/\xC3\x84 b/New");
     EXPECT_EQ(NativePath(L"C:\\sOmething"), root + "/sOmething");
     EXPECT_EQ(NativePath((folder.Path() / "some").wstring().c_str()), root + "/some"); // the system's own: as it stands
+}
+
+// Names of large folders are kept once they were asked for a few times: nothing that happens meanwhile may be missed.
+TEST(Path, NamesOfALargeFolderMatchWhateverBecomesOfIt)
+{
+    qvlib_test::TempFolder const folder;
+    Variable const drive("QVLIB_DRIVE_C", folder.Path());
+    std::filesystem::path const large = folder / "large";
+    auto const make = [](std::filesystem::path const & file) { std::ofstream(file) << 'x'; };
+    auto const found = [](wchar_t const * name)
+    { return std::filesystem::path(NativePath((std::wstring(L"C:\\large\\") + name).c_str())).filename().string(); };
+    auto const fill = [&]
+    {
+        std::filesystem::create_directory(large);
+        for (int i = 0; i < 100; ++i)
+            make(large / std::to_string(i));
+        for (int i = 0; i < 3; ++i)
+            ASSERT_EQ(found(L"a new name"), "a new name");
+    };
+    fill();
+    make(large / "b c");
+    make(large / "B c");
+    EXPECT_EQ(found(L"B C"), "B c"); // of two, the first in byte order
+    std::filesystem::remove(large / "B c");
+    EXPECT_EQ(found(L"B C"), "b c");
+    std::filesystem::rename(large / "b c", folder / "\xC3\x84");
+    EXPECT_EQ(found(L"B C"), "B C");
+    std::filesystem::rename(folder / "\xC3\x84", large / "\xC3\x84");
+    EXPECT_EQ(found(L"\x00E4"), "\xC3\x84");
+
+    pid_t const child = ::fork();
+    if (child == 0)
+    {
+        make(large / "Of a Child");
+        ::_exit(found(L"OF A CHILD") == "Of a Child" ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(found(L"of a child"), "Of a Child");
+
+    // More changes than the system keeps for us.
+    std::size_t most = 0;
+    std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> most;
+    make(large / "One");
+    for (std::size_t i = 0; i < std::min<std::size_t>(most, 100'000); ++i)
+        std::filesystem::rename(large / (i % 2 == 0 ? "One" : "Two"), large / (i % 2 == 0 ? "Two" : "One"));
+    make(large / "Late");
+    EXPECT_EQ(found(L"LATE"), "Late");
+
+    // Another folder in its place, which the system may well give the same number.
+    found(L"late");
+    std::filesystem::remove_all(large);
+    fill();
+    make(large / "Next");
+    EXPECT_EQ(found(L"LATE"), "LATE");
+    EXPECT_EQ(found(L"NEXT"), "Next");
+
+    // The program closes what it does not know, and has another file by that number.
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    ASSERT_EQ(::write(pipe[1], "mine", 4), 4);
+    std::vector<int> taken;
+    for (auto const & file : std::filesystem::directory_iterator("/proc/self/fd"))
+        if (std::error_code gone; std::filesystem::read_symlink(file, gone) == "anon_inode:inotify")
+            taken.push_back(::dup2(pipe[0], std::stoi(file.path().filename())));
+    make(large / "Last");
+    EXPECT_EQ(found(L"LAST"), "Last");
+    char text[4];
+    ASSERT_EQ(::fcntl(pipe[0], F_SETFL, O_NONBLOCK), 0);
+    EXPECT_EQ(::read(pipe[0], text, 4), 4);
+    taken.insert(taken.end(), std::begin(pipe), std::end(pipe));
+    std::for_each(taken.begin(), taken.end(), [](int file) { ::close(file); });
 }

@@ -1,6 +1,8 @@
 // A hash table of small entries in one array, with numbers for keys.
 #pragma once
 
+#include "concurrency/internal/prefetch.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -33,14 +35,7 @@ public:
     }
 
     /// Has the cache fetch the place of a key.
-    void Prefetch(std::uint32_t key) const noexcept
-    {
-#if defined(__GNUC__)
-        __builtin_prefetch(m_entries.get() + Home(key), 1);
-#else
-        static_cast<void>(key);
-#endif
-    }
+    void Prefetch(std::uint32_t key) const noexcept { internal::Prefetch(m_entries.get() + Home(key)); }
 
     /// The entry of the key; an empty one, with the key, where there was none. Throws std::bad_alloc, and nothing has
     /// changed; never when there is room.

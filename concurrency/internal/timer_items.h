@@ -59,7 +59,7 @@ public:
     CTimerItem ItemAt(Index index);
     std::int64_t NextUpdate(Index index) const noexcept { return m_timers[index].moment - m_baseMoved; }
     /// The first in order, and its next update; there must be one.
-    Index First() noexcept { return Top().index; }
+    Index First() noexcept { return Top().Index(); }
     std::int64_t FirstUpdate() noexcept { return Top().moment - m_baseMoved; }
     /// The base time has moved by so much: all next updates are less by that.
     void MoveBase(std::int64_t distance) noexcept { m_baseMoved += distance; }
@@ -96,19 +96,21 @@ private:
         bool IsEmpty() const noexcept { return start.IsNull(); }
     };
 
-    bool IsValid(TimerQueueEntry const & entry) const noexcept { return m_stamps[entry.index] == entry.stamp; }
+    bool IsValid(TimerQueueEntry const & entry) const noexcept { return m_stamps[entry.Index()] == entry.Stamp(); }
     TimerQueueEntry const & Top() noexcept
     {
-        while (!IsValid(m_queue.First()))
+        while (!m_queue.HasFirst() || !IsValid(m_queue.First()))
         {
-            ApproachKey(m_queue.Second().index);
-            Approach(m_queue.Pop().index);
+            if (m_queue.HasFirst())
+                m_queue.Pop();
+            else
+                FindNext();
         }
         return m_queue.First();
     }
     bool IsFirst(Index index) const noexcept
     {
-        return m_queue.Size() != 0 && m_queue.First().index == index && IsValid(m_queue.First());
+        return m_queue.HasFirst() && m_queue.First().Index() == index && IsValid(m_queue.First());
     }
     static std::uint32_t HashOf(ITimerEvents * target) noexcept
     {
@@ -135,7 +137,8 @@ private:
     void MakeTable(TargetEntry & entry);
     void Forget(TargetEntry & entry) noexcept;
     void Approach(Index index) const noexcept;
-    void ApproachKey(Index index) noexcept;
+    void ApproachKeys(TimerQueueEntry const * begin, TimerQueueEntry const * end) noexcept;
+    void FindNext() noexcept;
     Index Add(ITimerEvents * target, std::uint32_t eventId);
     void AddKey(ITimerEvents * target, std::uint32_t eventId, Index index);
     void ReserveTimer();

@@ -2,6 +2,7 @@
 
 #include "concurrency/command_support.h"
 #include "concurrency/message_support.h"
+#include "support/asleep.h"
 
 #include <gtest/gtest.h>
 
@@ -41,6 +42,25 @@ public:
 
 private:
     CTLEvent & m_deleted;
+};
+
+/// Its thread is in an apartment already when it is to enter one.
+class Refused : public CTLAsyncCmdQueueThread
+{
+public:
+    CTLEvent ended;
+
+    BOOL InitInstance() override
+    {
+        ::CoInitialize(nullptr);
+        return CTLAsyncCmdQueueThread::InitInstance();
+    }
+    int ExitInstance() override
+    {
+        int const code = CTLAsyncCmdQueueThread::ExitInstance();
+        ended.SetEvent();
+        return code;
+    }
 };
 
 } // namespace
@@ -212,4 +232,19 @@ TEST_F(QueueThread, AThreadStartedSuspendedKeepsItsCreatorUntilItRuns)
     thread.SendCmd(own);
     thread.Destroy(true);
     EXPECT_EQ(protocol.Take(), "+own");
+}
+
+TEST_F(QueueThread, AThreadThatEntersNoApartmentKeepsItsCreatorForGood)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // In a program of its own, for nobody lets the creator go.
+    EXPECT_EXIT(
+        {
+            Refused thread;
+            Sleeper creator([&] { thread.Create(); });
+            thread.ended.Lock();
+            creator.AwaitAsleep();
+            ::_exit(creator.Done() ? 1 : 0);
+        },
+        ::testing::ExitedWithCode(0), "");
 }

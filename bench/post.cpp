@@ -70,7 +70,7 @@ class Round
 {
 public:
     explicit Round(long commands) : m_left(commands) {}
-    void Ran()
+    void Run()
     {
         if (--m_left == 0)
         {
@@ -89,7 +89,7 @@ private:
 class Receipt
 {
 public:
-    void Set()
+    void Run()
     {
         std::lock_guard const lock(m_mutex);
         m_set = true;
@@ -107,23 +107,34 @@ private:
     bool m_set = false;
 };
 
+/// A command that is waited for: in the peer's own way if it has one.
+template <class Peer>
+void RoundTrip(Peer & peer)
+{
+    if constexpr (requires { peer.Sync(); })
+        peer.Sync();
+    else
+    {
+        Receipt receipt;
+        peer.Give(receipt);
+        receipt.Await();
+    }
+}
+
+// The peers, each with a thread of its own. Give has the thread call Run of what it is given, once.
+
 /// What the floor and the libuv peer keep in their deques.
 struct Work
 {
     virtual ~Work() = default;
     virtual void Run() = 0;
 };
-struct CountedWork : Work
+template <class What>
+struct WorkOn : Work
 {
-    explicit CountedWork(Round & counted) : round(counted) {}
-    void Run() override { round.Ran(); }
-    Round & round;
-};
-struct ReceiptWork : Work
-{
-    explicit ReceiptWork(Receipt & awaited) : receipt(awaited) {}
-    void Run() override { receipt.Set(); }
-    Receipt & receipt;
+    explicit WorkOn(What & given) : what(given) {}
+    void Run() override { what.Run(); }
+    What & what;
 };
 
 class Qvlib
@@ -131,7 +142,7 @@ class Qvlib
     struct Counted : qvlib::CTLAsyncCmd
     {
         explicit Counted(Round & counted) : round(counted) {}
-        void Execute() override { round.Ran(); }
+        void Execute() override { round.Run(); }
         Round & round;
     };
     struct Nothing : qvlib::CTLAsyncCmd
@@ -142,7 +153,7 @@ class Qvlib
 public:
     Qvlib() { m_queue.Create(); }
     ~Qvlib() { m_queue.Destroy(true); }
-    void Post(Round & round) { m_queue.QueueCmd(new Counted(round), 0); }
+    void Give(Round & round) { m_queue.QueueCmd(new Counted(round), 0); }
     void Sync()
     {
         Nothing nothing;
@@ -162,12 +173,10 @@ public:
         Push(nullptr);
         m_thread.join();
     }
-    void Post(Round & round) { Push(std::make_unique<CountedWork>(round)); }
-    void Sync()
+    template <class What>
+    void Give(What & what)
     {
-        Receipt receipt;
-        Push(std::make_unique<ReceiptWork>(receipt));
-        receipt.Await();
+        Push(std::make_unique<WorkOn<What>>(what));
     }
 
 private:
@@ -209,15 +218,10 @@ public:
         m_guard.reset();
         m_thread.join();
     }
-    void Post(Round & round)
+    template <class What>
+    void Give(What & what)
     {
-        boost::asio::post(m_context, [&round] { round.Ran(); });
-    }
-    void Sync()
-    {
-        Receipt receipt;
-        boost::asio::post(m_context, [&receipt] { receipt.Set(); });
-        receipt.Await();
+        boost::asio::post(m_context, [&what] { what.Run(); });
     }
 
 private:
@@ -238,7 +242,7 @@ public:
                 g_main_context_push_thread_default(m_context);
                 g_main_loop_run(m_loop);
             });
-        Sync(); // until the thread owns the context, a post would run on the caller's
+        RoundTrip(*this); // until the thread owns the context, a post would run on the caller's
     }
     ~GLib()
     {
@@ -253,27 +257,16 @@ public:
         g_main_loop_unref(m_loop);
         g_main_context_unref(m_context);
     }
-    void Post(Round & round)
+    template <class What>
+    void Give(What & what)
     {
         Invoke(
             [](gpointer data) -> gboolean
             {
-                static_cast<Round *>(data)->Ran();
+                static_cast<What *>(data)->Run();
                 return G_SOURCE_REMOVE;
             },
-            &round);
-    }
-    void Sync()
-    {
-        Receipt receipt;
-        Invoke(
-            [](gpointer data) -> gboolean
-            {
-                static_cast<Receipt *>(data)->Set();
-                return G_SOURCE_REMOVE;
-            },
-            &receipt);
-        receipt.Await();
+            &what);
     }
 
 private:
@@ -309,12 +302,10 @@ public:
         m_thread.join();
         uv_loop_close(&m_loop);
     }
-    void Post(Round & round) { Push(std::make_unique<CountedWork>(round)); }
-    void Sync()
+    template <class What>
+    void Give(What & what)
     {
-        Receipt receipt;
-        Push(std::make_unique<ReceiptWork>(receipt));
-        receipt.Await();
+        Push(std::make_unique<WorkOn<What>>(what));
     }
 
 private:
@@ -365,7 +356,7 @@ class Qt5
         {
             if (event->type() != QEvent::User)
                 return QObject::event(event);
-            static_cast<Counted *>(event)->round->Ran();
+            static_cast<Counted *>(event)->round->Run();
             return true;
         }
     };
@@ -384,7 +375,7 @@ public:
         m_thread.quit();
         m_thread.wait();
     }
-    void Post(Round & round) { QCoreApplication::postEvent(&m_receiver, new Counted(round)); }
+    void Give(Round & round) { QCoreApplication::postEvent(&m_receiver, new Counted(round)); }
     void Sync()
     {
         QMetaObject::invokeMethod(
@@ -415,7 +406,7 @@ double RunRound(Peer & peer, int producers)
     auto const produce = [&]
     {
         for (long i = 0; i < kCommands / producers; ++i)
-            peer.Post(round);
+            peer.Give(round);
     };
     std::vector<std::thread> others;
     for (int i = 1; i < producers; ++i)
@@ -449,10 +440,10 @@ template <class Peer>
 void post_sync(benchmark::State & state)
 {
     Peer peer;
-    peer.Sync();
+    RoundTrip(peer);
     Used used;
     for ([[maybe_unused]] auto _ : state)
-        peer.Sync();
+        RoundTrip(peer);
     state.counters["cpu_ns"] = used.Nanoseconds() / static_cast<double>(state.iterations());
 }
 

@@ -26,6 +26,7 @@ class QVLIB_API COMPlusAdminCatalog
 public:
     // `result` may be null, else it receives the code of the operation; after a failure the pointer is null.
 
+    /// The catalog itself, opened.
     static _com_ptr_t<ICOMAdminCatalog> GetAdminCatalog(long * result);
     /// A collection of the catalog, not yet populated: "Applications", "TransientSubscriptions".
     static _com_ptr_t<ICatalogCollection> GetCatalogCollection(wchar_t const * name, long * result);

@@ -22,6 +22,7 @@ namespace qvlib
 class QVLIB_API CRGBColor
 {
 public:
+    /// Black.
     CRGBColor() noexcept = default;
     /// Throws argument_out_of_range_exception when the value has more than 32 bits.
     CRGBColor(unsigned long color) { SetColor(color); }

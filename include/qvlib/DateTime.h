@@ -49,6 +49,7 @@ public:
 
     double GetValue() const noexcept { return m_value; }
     void SetValue(double value) noexcept { m_value = value; }
+    /// The stored serial itself; any number may be put there.
     double & GetValueRef() noexcept { return m_value; }
     bool IsNull() const noexcept { return m_value == 0.0; }
     void SetNull() noexcept { m_value = 0.0; }
@@ -76,6 +77,7 @@ public:
 
     QVLIB_API static CDateTime Now();
     QVLIB_API static CDateTime NowDateOnly();
+    /// The time of day on day 0.
     QVLIB_API static CDateTime NowTimeOnly();
     void SetNow() { *this = Now(); }
     void SetNowDateOnly() { *this = NowDateOnly(); }
@@ -83,10 +85,12 @@ public:
 
     // Calendar fields. Those that expand the value throw unexpected_error when it cannot be expanded.
 
+    /// All four digits: 100 to 9999.
     QVLIB_API unsigned long GetYear() const;
     /// 1 to 12.
     QVLIB_API unsigned long GetMonth() const;
     QVLIB_API ECalendarMonth GetCalendarMonth() const;
+    /// Of the month: 1 to 31.
     QVLIB_API unsigned long GetDay() const;
     /// Always 0: the platform's expansion stops at seconds.
     QVLIB_API unsigned long GetMilliseconds() const;

@@ -68,6 +68,7 @@ public:
     /// The items alone, pair by pair.
     bool operator<(CTLDynamicConcept const & other) const;
 
+    /// Null when the record has none.
     MetadataPtr const & GetMetadata() const noexcept { return m_metadata; }
     bool HasMetadata() const noexcept { return m_metadata != nullptr; }
     /// Empties the record, unless it is the metadata that the record has.

@@ -52,6 +52,7 @@ public:
     bool operator==(std::wstring const & name) const;
     bool operator==(wchar_t const * name) const;
 
+    /// Null when there is none.
     MetadataPtr const & GetMetadata() const noexcept { return m_metadata; }
     bool HasMetadata() const noexcept { return m_metadata != nullptr; }
     /// Nothing is chosen afterwards, also when it is the same metadata.

@@ -25,6 +25,7 @@ public:
     /// Over `slotCount` slots from `firstSlot` on, whose content stands.
     EventsViaHandles(HWND * firstSlot, unsigned long slotCount);
 
+    /// The slots that the constructor was given, still the caller's.
     HWND * FirstHandlePointer() noexcept { return m_firstSlot; }
     unsigned long MaxHandleCount() const noexcept { return m_slotCount; }
 

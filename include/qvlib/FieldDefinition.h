@@ -48,6 +48,7 @@ public:
     std::wstring const & GetName() const noexcept { return m_name; }
     /// 0 when the field has none.
     unsigned int GetId() const noexcept { return m_id; }
+    /// As written; empty when the field has none.
     std::wstring const & GetType() const noexcept { return m_type; }
     /// Null unless the field is bound to an enum.
     std::shared_ptr<CTLDynamicEnumMetadata const> const & GetTypeMetadata() const noexcept { return m_typeMetadata; }
@@ -56,6 +57,7 @@ public:
     bool HasId() const noexcept { return m_id != 0; }
     bool HasType() const noexcept { return !m_type.empty(); }
     bool HasTypeMetadata() const noexcept { return m_typeMetadata != nullptr; }
+    /// Whether there is one at least.
     bool HasAttributes() const noexcept { return m_attributes != nullptr && !m_attributes->empty(); }
     /// Whether there is an attribute of exactly that name.
     bool HasAttribute(std::wstring const & name) const;

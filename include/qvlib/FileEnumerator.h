@@ -36,6 +36,9 @@ public:
     FileEnumerator & operator=(FileEnumerator const &) = delete;
     ~FileEnumerator();
 
+    // During a walk a new root waits for the next Reset; the pattern counts from the next folder that is entered, and
+    // whether those below are entered from the next step.
+
     CQVString const & GetRoot() const noexcept { return m_root; }
     void SetRoot(CQVString const & root) noexcept { m_root = root; }
     CQVString const & GetPattern() const noexcept { return m_pattern; }

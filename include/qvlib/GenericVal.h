@@ -88,12 +88,14 @@ public:
 
     CGenericVal const & operator=(CGenericVal const & other);
     CGenericVal const & operator=(CGenericVal && other) noexcept;
+    /// Takes type and content; `source` may be this value.
     void Copy(CGenericVal const & source);
     /// Takes the content over; `source` becomes Empty.
     void Move(CGenericVal & source) noexcept;
 
     VarType GetType() const noexcept { return m_type; }
     bool IsEmpty() const noexcept { return m_type == VT_EMPTY; }
+    /// Frees the content; the type is VT_EMPTY afterwards.
     void Empty() noexcept { ChangeToTrivial(VT_EMPTY); }
 
     // Unchecked: the payload read as the named type, whatever the tag.

@@ -34,6 +34,7 @@ public:
     /// Frees the block and makes a copy of another, at a fixed address. None when memory is short.
     void Copy(void * source);
 
+    /// Null when there is no block. Still this object's to free.
     void * GetHandle() const noexcept { return m_handle; }
     operator void *() const noexcept { return m_handle; }
     /// Whether there is a block.

@@ -39,6 +39,7 @@ public:
     operator unsigned long() const noexcept { return m_value; }
 
     unsigned long GetValue() const noexcept { return m_value; }
+    /// Throws argument_out_of_range_exception for a number that 32 bits do not hold.
     void SetValue(unsigned long serial) { m_value = Serial(serial); }
     bool IsNull() const noexcept { return m_value == 0; }
     void SetNull() noexcept { m_value = 0; }
@@ -49,6 +50,7 @@ public:
     /// 1 to 12.
     QVLIB_API unsigned long GetMonth() const;
     QVLIB_API ECalendarMonth GetCalendarMonth() const;
+    /// Of the month: 1 to 31.
     QVLIB_API unsigned long GetDay() const;
 
     // As in CDateTime, the result cut to a whole day.

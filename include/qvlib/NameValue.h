@@ -29,6 +29,7 @@ public:
     CQVString const & GetName() const noexcept { return m_name; }
     void SetName(CQVString const & name) noexcept { m_name = name; }
     CGenericVal const & GetValue() const noexcept { return m_value; }
+    /// To be changed in place.
     CGenericVal & GetValue() noexcept { return m_value; }
     void SetValue(CGenericVal const & value) { m_value = value; }
     /// Sets both. The arguments may lie in this object.

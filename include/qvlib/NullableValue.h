@@ -42,6 +42,7 @@ public:
         m_value = std::move(value);
         m_hasValue = true;
     }
+    /// Holds nothing afterwards; a value that was held is given up.
     void Reset()
     {
         m_value = T();

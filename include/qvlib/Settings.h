@@ -61,6 +61,7 @@ public:
     bool operator<(Settings const & other) const;
 
     std::wstring const & GetName() const noexcept { return m_name; }
+    /// To be changed in place.
     std::wstring & GetName() noexcept { return m_name; }
     void SetName(std::wstring const & name) { m_name = name; }
 

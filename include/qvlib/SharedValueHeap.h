@@ -91,6 +91,7 @@ public:
     }
     void swap(CSharedValuePtr & other) noexcept { std::swap(m_entry, other.m_entry); }
 
+    /// Whether the handle stands for no value.
     bool IsNull() const noexcept { return m_entry == nullptr; }
     bool operator!() const noexcept { return IsNull(); }
     explicit operator bool() const noexcept { return !IsNull(); }

@@ -25,6 +25,7 @@ class QVLIB_API CSimpleTokenizer
 {
 public:
     CSimpleTokenizer() = default;
+    /// Keeps a copy of the text; the walk has not begun.
     explicit CSimpleTokenizer(CQVString const & text) : m_text(text) {}
     // Declared, so that nothing is moved: a text taken away would leave the cursor behind.
     CSimpleTokenizer(CSimpleTokenizer const &) = default;

@@ -99,6 +99,7 @@ private:
 class QVLIB_API CTLQuickStopWatch
 {
 public:
+    /// Sets the mark.
     CTLQuickStopWatch() noexcept : m_start(CTLStopWatch::GetRawReading()) {}
 
     void ReStart() noexcept { m_start = CTLStopWatch::GetRawReading(); }

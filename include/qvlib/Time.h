@@ -37,7 +37,9 @@ public:
     }
     operator double() const noexcept { return m_value; }
 
+    /// The part of the day.
     double GetValue() const noexcept { return m_value; }
+    /// The stored part itself; nothing brings what is put there into the range.
     double & GetValueRef() noexcept { return m_value; }
     /// Brings the value into the range: 1.25 and -0.75 become 0.25.
     void SetValue(double value) noexcept { m_value = Normalized(value); }
@@ -83,6 +85,7 @@ public:
         return detail::CutToUnsigned(Fraction(value) * 1440.0);
     }
 
+    /// The clock goes round: past midnight it starts again.
     void AddMinutes(int minutes) noexcept { SetValue(m_value + minutes * 0.0006944444444444445); }
     void AddSeconds(int seconds) noexcept { SetValue(m_value + seconds * 1.1574074074074073e-05); }
     // False, and the value as it was, for what cannot be folded or read. A date in the text is dropped.

@@ -163,6 +163,7 @@ public:
 
     // The whole span in one unit.
 
+    /// Days, the fraction included.
     double GetSpan() const noexcept { return m_value; }
     /// Whole units, cut toward zero; the least int when there are more than an int holds.
     int GetFullDays() const noexcept { return GetDatePortion(); }

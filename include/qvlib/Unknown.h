@@ -70,6 +70,7 @@ public:
     }
     virtual ~CTLUnknown() = default;
 
+    /// The count now; another thread may have changed it since.
     unsigned long GetRefCount() const noexcept { return Count(); }
 
 protected:

@@ -27,7 +27,9 @@ namespace qvlib
 class CTLUseCount
 {
 public:
+    /// The only holder of a new counter.
     CTLUseCount() : m_count(new std::atomic<int>(1)) {}
+    /// One more holder of the same counter.
     CTLUseCount(CTLUseCount const & other) noexcept : m_count(other.m_count)
     {
         // A new holder is made from a live one, so nothing has to be ordered with it.

@@ -42,6 +42,7 @@ public:
         return this;
     }
 
+    /// The type word whole, VT_ARRAY and VT_BYREF included; so an array of numbers is not numeric.
     VarType GetVarType() const noexcept { return VarType(vt); }
     bool IsNumeric() const noexcept { return GetVarType().IsNumeric(); }
     bool IsIntegral() const noexcept { return GetVarType().IsIntegral(); }

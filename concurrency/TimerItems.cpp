@@ -215,20 +215,23 @@ void TimerItems::FindNext() noexcept
         });
 }
 
-/// Has the cache fetch what Remove needs to find timers, and the targets, which are going to be called.
+/// Has the cache fetch the targets, which are going to be called, and what Remove needs to find the timers that end.
 void TimerItems::ApproachKeys(TimerQueueEntry const * begin, TimerQueueEntry const * end) noexcept
 {
     for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
     {
-        ITimerEvents * const target = m_timers[entry->Index()].target;
-        Prefetch(target);
-        m_targets.Prefetch(HashOf(target));
+        Timer const & timer = m_timers[entry->Index()];
+        Prefetch(timer.target);
+        if (timer.adviseOnce)
+            m_targets.Prefetch(HashOf(timer.target));
     }
     if (m_tables.size() == m_freeTables.size())
         return;
     for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
     {
         Timer const & timer = m_timers[entry->Index()];
+        if (!timer.adviseOnce)
+            continue;
         TargetEntry const * const found = FindTarget(timer.target);
         if (found != nullptr && found->HasTable())
             TableOf(*found).Prefetch(timer.eventId);

@@ -31,11 +31,17 @@ public:
     /// Twice the room. Throws std::bad_alloc, and nothing has changed.
     void Grow()
     {
+        if (!TryToGrow())
+            throw std::bad_alloc();
+    }
+    /// The same; false without memory.
+    bool TryToGrow() noexcept
+    {
         std::size_t const capacity = m_capacity == 0 ? kFirstCapacity : m_capacity * 2;
         std::size_t const oldOffset = Offset();
         void * const memory = std::realloc(m_memory, capacity * sizeof(T) + kLine);
         if (memory == nullptr)
-            throw std::bad_alloc();
+            return false;
         m_memory = static_cast<char *>(memory);
         std::size_t const offset =
             (kLine - (reinterpret_cast<std::uintptr_t>(m_memory) + kAtLine * sizeof(T)) % kLine) % kLine;
@@ -43,6 +49,7 @@ public:
             std::memmove(m_memory + offset, m_memory + oldOffset, m_capacity * sizeof(T));
         m_data = reinterpret_cast<T *>(m_memory + offset);
         m_capacity = capacity;
+        return true;
     }
     void Free() noexcept
     {

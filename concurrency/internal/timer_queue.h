@@ -7,7 +7,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace qvlib::internal
 {
@@ -40,7 +42,7 @@ struct TimerQueueEntry
 /// What an entry costs grows with the logarithm of their number, in the mean over many, whatever order they come in: a
 /// split takes time for each entry of its level and halves that (the pivot is the median of a sample whose places are
 /// random, and no two entries are equal), a level grows only by entries that are added, each of which moves one entry
-/// of each farther level, and the heap overflows and is filled by hundreds at a time. Thread-compatible.
+/// of each farther level, of which there are few, and the heap overflows by hundreds. Thread-compatible.
 class TimerQueue
 {
 public:
@@ -49,13 +51,12 @@ public:
     bool HasFirst() const noexcept { return m_nearSize != 0; }
     TimerQueueEntry const & First() const noexcept { return m_near[0]; }
 
-    /// Makes room for one more. Throws std::bad_alloc, and nothing has changed but the room.
-    void Reserve()
+    /// Makes room for so many more. Throws std::bad_alloc, and nothing has changed but the room.
+    void Reserve(std::size_t more = 1)
     {
-        if (m_nearSize == m_near.Capacity())
+        while (m_near.Capacity() < std::min(m_nearSize + more, kNearLimit))
             m_near.Grow();
-        // A quarter stays free, so that the rest is seldom moved to the front of its array.
-        while (m_size + 1 >= kNearLimit && m_size >= m_rest.Capacity() / 4 * 3)
+        while (m_size + more >= kNearLimit && m_size + more > m_rest.Capacity())
             m_rest.Grow();
     }
     void Drop() noexcept
@@ -107,8 +108,8 @@ public:
     void Refill(Arrange const & arrange) noexcept
     {
         TakeNearest();
-        std::size_t const kept = static_cast<std::size_t>(arrange(m_near.Data(), m_near.Data() + m_nearSize) - //
-                                                          m_near.Data());
+        TimerQueueEntry * const begin = m_near.Data();
+        std::size_t const kept = static_cast<std::size_t>(arrange(begin, begin + m_nearSize) - begin);
         m_size -= m_nearSize - kept;
         m_nearSize = kept;
         MakeHeap();
@@ -136,12 +137,11 @@ public:
 private:
     static constexpr std::size_t kBranches = 4;
     static constexpr std::size_t kNearLimit = 1024; ///< the heap never stays this large
-    static constexpr std::size_t kNearFill = 256;
+    static constexpr std::size_t kNearFill = 128;
     static constexpr std::size_t kLevels = 40;
     static constexpr std::size_t kAhead = 24; ///< entries, between approaching one and asking whether to keep it
 
-    /// Ends where the next nearer one's successor begins: at that of `m_levels` before it, the first of them at
-    /// `m_end`.
+    /// Ends where the next farther one begins, the farthest one at `m_end`.
     struct Level
     {
         TimerQueueEntry bound; ///< none in it comes before
@@ -188,7 +188,7 @@ private:
     void PushToRest(TimerQueueEntry const & entry) noexcept
     {
         if (m_end == m_rest.Capacity())
-            CloseGap();
+            MakeRoomAtEnd();
         // Each level that is farther gives its first place to the nearer ones and takes one at its end.
         std::size_t hole = m_end++;
         for (Level * level = m_levels.data(); Less(entry, level->bound); ++level)
@@ -208,8 +208,9 @@ private:
         {
             if (i + kAhead < to)
                 approach(entries[i + kAhead]);
+            std::size_t const step = keep(entries[i]) ? 1U : 0U;
             entries[kept] = entries[i];
-            kept += keep(entries[kept]) ? 1U : 0U;
+            kept += step;
         }
         return kept;
     }
@@ -222,11 +223,12 @@ private:
     void Sink(TimerQueueEntry entry) noexcept;
     void MakeHeap() noexcept;
     void Spill() noexcept;
-    void CloseGap() noexcept;
+    void MakeRoomAtEnd() noexcept;
     void TakeNearest() noexcept;
     void Split() noexcept;
     void JoinLevels() noexcept;
-    TimerQueueEntry PivotOf(std::size_t begin, std::size_t end) noexcept;
+    TimerQueueEntry PivotOf(TimerQueueEntry const * entries, std::size_t count) noexcept;
+    static std::size_t Part(TimerQueueEntry * entries, std::size_t count, TimerQueueEntry pivot) noexcept;
 
     LineArray<TimerQueueEntry, 1> m_near; // a heap whose brothers, 1 to 4, 5 to 8..., have a cache line each
     std::size_t m_nearSize = 0;
@@ -239,5 +241,181 @@ private:
     std::uint64_t m_random = 0x9E3779B97F4A7C15U;
     std::array<Level, kLevels> m_levels; ///< the farthest one first, the nearest one last
 };
+
+/// Puts an entry in the place of the first one. It comes from the bottom, as a rule, so the hole is taken to the bottom
+/// first and the entry rises from there.
+inline void TimerQueue::Sink(TimerQueueEntry entry) noexcept
+{
+    TimerQueueEntry * const entries = m_near.Data();
+    std::size_t hole = 0;
+    std::size_t child = 1;
+    for (; child + kBranches <= m_nearSize; child = hole * kBranches + 1)
+    {
+        std::size_t const left = child + (Less(entries[child + 1], entries[child]) ? 1U : 0U);
+        std::size_t const right = child + 2 + (Less(entries[child + 3], entries[child + 2]) ? 1U : 0U);
+        std::size_t const first = Less(entries[right], entries[left]) ? right : left;
+        entries[hole] = entries[first];
+        hole = first;
+    }
+    if (child < m_nearSize)
+    {
+        std::size_t first = child;
+        while (++child < m_nearSize)
+            if (Less(entries[child], entries[first]))
+                first = child;
+        entries[hole] = entries[first];
+        hole = first;
+    }
+    Rise(hole, entry);
+}
+
+inline void TimerQueue::MakeHeap() noexcept
+{
+    TimerQueueEntry * const entries = m_near.Data();
+    for (std::size_t i = m_nearSize < 2 ? 0 : (m_nearSize - 2) / kBranches + 1; i-- > 0;)
+    {
+        TimerQueueEntry const entry = entries[i];
+        std::size_t hole = i;
+        for (std::size_t child = hole * kBranches + 1; child < m_nearSize; child = hole * kBranches + 1)
+        {
+            std::size_t first = child;
+            for (std::size_t other = child + 1; other < std::min(child + kBranches, m_nearSize); ++other)
+                first = Less(entries[other], entries[first]) ? other : first;
+            if (!Less(entries[first], entry))
+                break;
+            entries[hole] = entries[first];
+            hole = first;
+        }
+        entries[hole] = entry;
+    }
+}
+
+/// Gives the later half of a full heap to the nearest level.
+inline void TimerQueue::Spill() noexcept
+{
+    m_bound = PivotOf(m_near.Data(), m_nearSize);
+    std::size_t const kept = Part(m_near.Data(), m_nearSize, m_bound);
+    TimerQueueEntry const * const later = m_near.Data() + kept;
+    std::size_t const count = std::exchange(m_nearSize, kept) - kept;
+    if (m_levelCount == 0)
+        m_levels[m_levelCount++] = {m_bound, 0};
+    Level & nearest = m_levels[m_levelCount - 1];
+    nearest.bound = m_bound;
+    if (nearest.begin >= count)
+    {
+        nearest.begin -= count;
+        std::copy_n(later, count, m_rest.Data() + nearest.begin);
+    }
+    else
+    {
+        std::for_each(later, later + count, [this](TimerQueueEntry const & entry) { PushToRest(entry); });
+    }
+    MakeHeap();
+}
+
+/// Moves the rest to the front of its array, where there is a gap: the array has room for all entries. But if there is
+/// too little to win, which would come again too soon, the array grows instead, as long as there is memory.
+inline void TimerQueue::MakeRoomAtEnd() noexcept
+{
+    std::size_t const gap = m_levels[m_levelCount - 1].begin;
+    if (gap < m_rest.Capacity() / 4 && m_rest.TryToGrow())
+        return;
+    std::copy(m_rest.Data() + gap, m_rest.Data() + m_end, m_rest.Data());
+    for (std::size_t i = 0; i < m_levelCount; ++i)
+        m_levels[i].begin -= gap;
+    m_end -= gap;
+}
+
+/// Moves what comes next from the rest to the heap's array.
+inline void TimerQueue::TakeNearest() noexcept
+{
+    while (m_levelCount != 0)
+    {
+        std::size_t const begin = m_levels[m_levelCount - 1].begin;
+        std::size_t const end = m_levelCount == 1 ? m_end : m_levels[m_levelCount - 2].begin;
+        if (m_nearSize + (end - begin) <= kNearFill)
+        {
+            std::copy(m_rest.Data() + begin, m_rest.Data() + end, m_near.Data() + m_nearSize);
+            m_nearSize += end - begin;
+            --m_levelCount;
+        }
+        else if (m_nearSize == 0)
+        {
+            Split();
+        }
+        else
+        {
+            m_bound = m_levels[m_levelCount - 1].bound;
+            return;
+        }
+    }
+    DropRest();
+}
+
+/// Makes two levels of the nearest one.
+inline void TimerQueue::Split() noexcept
+{
+    if (m_levelCount == kLevels)
+        JoinLevels();
+    Level & farther = m_levels[m_levelCount - 1];
+    Level const whole = farther;
+    std::size_t const end = m_levelCount == 1 ? m_end : m_levels[m_levelCount - 2].begin;
+    TimerQueueEntry * const entries = m_rest.Data() + whole.begin;
+    TimerQueueEntry const pivot = PivotOf(entries, end - whole.begin);
+    farther = {pivot, whole.begin + Part(entries, end - whole.begin, pivot)};
+    m_levels[m_levelCount++] = whole;
+}
+
+/// Makes room for a level: the two neighbours that are the smallest together become one, which changes nothing but a
+/// bound. The nearest one stays, for it is going to be split.
+inline void TimerQueue::JoinLevels() noexcept
+{
+    std::size_t best = 1;
+    std::size_t bestSize = std::numeric_limits<std::size_t>::max();
+    for (std::size_t i = 1; i < m_levelCount - 1; ++i)
+    {
+        std::size_t const size = (i == 1 ? m_end : m_levels[i - 2].begin) - m_levels[i].begin;
+        if (size < bestSize)
+        {
+            best = i;
+            bestSize = size;
+        }
+    }
+    std::copy(m_levels.data() + best, m_levels.data() + m_levelCount, m_levels.data() + best - 1);
+    --m_levelCount;
+}
+
+/// The median of a sample. It is neither the first nor the last in order, so each part has something.
+inline TimerQueueEntry TimerQueue::PivotOf(TimerQueueEntry const * entries, std::size_t count) noexcept
+{
+    constexpr std::size_t kSample = 15;
+    std::array<TimerQueueEntry, kSample> sample;
+    std::size_t const step = count / kSample;
+    for (std::size_t i = 0; i < kSample; ++i)
+    {
+        m_random = m_random * 6364136223846793005U + 1442695040888963407U;
+        sample[i] = entries[i * step + static_cast<std::size_t>(m_random >> 33) % step];
+    }
+    auto const less = [](TimerQueueEntry const & a, TimerQueueEntry const & b) { return Less(a, b); };
+    std::nth_element(sample.begin(), sample.begin() + kSample / 2, sample.end(), less);
+    return sample[kSample / 2];
+}
+
+/// Puts those before the pivot in front, and tells how many they are.
+inline std::size_t TimerQueue::Part(TimerQueueEntry * entries, std::size_t count, TimerQueueEntry pivot) noexcept
+{
+    std::size_t before = 0;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        // Entries go as bytes: in halves, as the comparison takes them, they would be slow to take whole in a moment.
+        std::size_t const step = Less(entries[i], pivot) ? 1U : 0U;
+        std::array<std::byte, sizeof(TimerQueueEntry)> entry;
+        std::memcpy(&entry, &entries[i], sizeof entry);
+        entries[i] = entries[before];
+        std::memcpy(&entries[before], &entry, sizeof entry);
+        before += step;
+    }
+    return before;
+}
 
 } // namespace qvlib::internal

@@ -207,7 +207,9 @@ void TimerItems::FindNext() noexcept
             {
                 if (!IsValid(*entry))
                     continue;
-                Prefetch(&m_timers[entry->Index()]);
+                Timer const & timer = m_timers[entry->Index()];
+                Prefetch(&timer);
+                Prefetch(&timer.hasStart); // the end, which may stand in another line
                 *kept++ = *entry;
             }
             ApproachKeys(begin, kept);

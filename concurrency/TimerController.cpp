@@ -141,18 +141,8 @@ void CTimerController::SetTimerInSeconds(ITimerEvents * target, unsigned long ev
 
 void CTimerController::SetTimer(CTimerItem & item, bool reprogram)
 {
-    // What memory has to give is asked for ahead of the clock, whose reading takes about as long.
-    auto const eventId = static_cast<std::uint32_t>(item.GetEventID());
-    bool const early = m_items->ShouldFindEarly();
-    auto index = internal::TimerItems::kNone;
-    if (early)
-        index = m_items->Find(item.GetTarget(), eventId);
-    else
-        m_items->Approach(item.GetTarget());
     SetFirstUpdateTime(item);
-    if (!early)
-        index = m_items->Find(item.GetTarget(), eventId);
-    m_items->Put(index, item);
+    m_items->Set(item);
     if (reprogram)
         DoInternalTimerLogic(false);
 }
@@ -163,7 +153,7 @@ void CTimerController::SetFirstUpdateTime(CTimerItem & item)
     std::int64_t delay = static_cast<std::int64_t>(item.GetResolution());
     if (!item.GetStartTime().IsNull())
         delay = DelayUntil(item.GetStartTime(), delay);
-    if (IsEmpty())
+    if (m_items->IsEmpty())
         m_baseTime = now;
     else if (now < m_baseTime || now - m_baseTime > kMax32 - delay)
         Rebase(now);
@@ -201,13 +191,18 @@ void CTimerController::Rebase(std::uint32_t now)
 
 void CTimerController::KillTimer(CTimerItem const & item, bool reprogram)
 {
-    if (m_items->Remove(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID())) && (reprogram || IsEmpty()))
+    if (m_items->Remove(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID())) &&
+        (reprogram || m_items->IsEmpty()))
         DoInternalTimerLogic(false);
 }
 
 void CTimerController::KillTimer(ITimerEvents * target, unsigned long eventId)
 {
-    if (m_items->Remove(target, internal::NarrowULong(eventId)))
+    std::uint32_t const id = internal::NarrowULong(eventId);
+    // With the platform's timer set for the first one, the end of another changes nothing there.
+    if (m_internalTimerId != 0 && m_items->PutOffRemoval(target, id, m_nextUpdate))
+        return;
+    if (m_items->Remove(target, id))
         DoInternalTimerLogic(false);
 }
 
@@ -220,7 +215,7 @@ bool CTimerController::KillTimers(ITimerEvents * target)
 
 void CTimerController::KillAllTimers()
 {
-    if (IsEmpty())
+    if (m_items->IsEmpty())
         return;
     m_items->Clear();
     DoInternalTimerLogic(false);
@@ -253,7 +248,7 @@ unsigned long CTimerController::GetSize() const noexcept { return static_cast<un
 
 void CTimerController::DoInternalTimerLogic(bool force)
 {
-    if (IsEmpty())
+    if (m_items->IsEmpty())
     {
         m_internalTimerRunning = false;
         m_nextUpdate = 0;
@@ -340,7 +335,7 @@ bool CTimerController::OnWndMsg(unsigned int msg, WPARAM wParam, LPARAM lParam, 
 
 void CTimerController::OnInternalTimer()
 {
-    if (IsEmpty())
+    if (m_items->IsEmpty())
     {
         DoInternalTimerLogic(false);
         return;
@@ -376,7 +371,7 @@ void CTimerController::OnInternalTimer()
         }
         if (alive.OtherHolders() == 0)
             return; // the callback has ended this controller
-        if (IsEmpty())
+        if (m_items->IsEmpty())
             break;
         due = GetNextItemUpdateTime() <= now;
         if (!due || m_baseTime != base)
@@ -400,7 +395,7 @@ void CTimerController::CallFirstItem()
     if (timer.adviseOnce)
     {
         m_items->Remove(timer.target, timer.eventId);
-        if (IsEmpty())
+        if (m_items->IsEmpty())
             DoInternalTimerLogic(false);
     }
     else

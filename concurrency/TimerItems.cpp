@@ -2,6 +2,7 @@
 
 #include "concurrency/internal/prefetch.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -19,77 +20,199 @@ constexpr TimerItems::Index kTimersKept = 1024;
 } // namespace
 
 /// Has the cache fetch a timer that will be needed soon.
-void TimerItems::Approach(Index index) const noexcept
-{
-    Prefetch(&m_timers[index]);
-    Prefetch(&m_stamps[index]);
-}
+void TimerItems::Approach(Index index) const noexcept { Prefetch(&m_timers[index]); }
 
-TimerItems::Index TimerItems::Find(ITimerEvents * target, std::uint32_t eventId) noexcept
+void TimerItems::Set(CTimerItem const & item)
 {
-    TargetEntry const * const entry = FindTarget(target);
-    Index index = kNone;
-    if (entry == nullptr)
-        return index;
-    if (entry->HasTable())
-        index = TableOf(*entry).Find(eventId);
-    else if (At(entry->place).eventId == eventId)
-        index = entry->place;
-    if (index != kNone)
-        Approach(index);
-    return index;
-}
-
-/// Makes room for one more timer in all arrays that are by index.
-void TimerItems::ReserveTimer()
-{
-    if (m_freeCount != 0)
-        return;
-    if (m_used == kFirstTable)
-        throw std::bad_alloc();
-    if (m_used == m_timers.Capacity())
-        m_timers.Grow();
-    if (m_used == m_stamps.Capacity())
-        m_stamps.Grow();
-    if (m_used == m_free.Capacity())
-        m_free.Grow();
-}
-
-void TimerItems::Put(Index index, CTimerItem const & item)
-{
+    ITimerEvents * const target = item.GetTarget();
+    auto const eventId = static_cast<std::uint32_t>(item.GetEventID());
+    auto const resolution = static_cast<std::uint32_t>(item.GetResolution());
+    std::int64_t const moment = item.GetNextUpdate() + m_baseMoved;
     bool const hasStart = !item.GetStartTime().IsNull();
     if (hasStart)
         m_starts.Reserve();
-    m_queue.Reserve();
-    std::int64_t const moment = item.GetNextUpdate() + m_baseMoved;
-    if (index == kNone)
+    if (m_room == 0)
+        Reserve();
+    --m_room;
+    if (!hasStart && PutsOff(target, eventId))
     {
-        index = Add(item.GetTarget(), static_cast<std::uint32_t>(item.GetEventID()));
-        m_timers[index].moment = moment - 1; // not where it shall be
+        ApproachRequest(target, eventId);
+        m_requests.Add({target, moment, eventId, resolution, item.GetAdviseOnce(), false});
+        return;
     }
-    Timer & timer = m_timers[index];
-    timer.resolution = static_cast<std::uint32_t>(item.GetResolution());
-    timer.adviseOnce = item.GetAdviseOnce();
-    if (hasStart || timer.hasStart)
+    Apply();
+    Index const index = Put(target, eventId, moment, resolution, item.GetAdviseOnce());
+    if (hasStart)
         SetStart(index, item.GetStartTime());
-    Schedule(index, moment);
 }
 
-/// A new timer that is in the table but not in the queue.
-TimerItems::Index TimerItems::Add(ITimerEvents * target, std::uint32_t eventId)
+bool TimerItems::PutOffNow(ITimerEvents * target, std::uint32_t eventId, std::int64_t first) noexcept
 {
-    ReserveTimer();
-    Index const index = m_freeCount != 0 ? m_free[m_freeCount - 1] : m_used;
-    AddKey(target, eventId, index);
-    if (m_freeCount != 0)
-        --m_freeCount;
-    else
-        m_stamps[m_used++] = 0;
-    ++m_size;
-    m_timers[index] = {target, 0, eventId, 0, false, false};
+    if (!PutsOff(target, eventId) || FirstUpdate() != first)
+        return false;
+    ApproachRequest(target, eventId);
+    m_requests.Add({target, 0, eventId, 0, false, true});
+    return true;
+}
+
+/// Whether a request for a timer is to be put off; then there is room for it.
+bool TimerItems::PutsOff(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
+    if (m_requests.IsFull())
+        ApplyRequests();
+    if (m_size < kFewTimers)
+        return false;
+    if (m_requests.IsEmpty())
+    {
+        Timer const & first = m_timers[Top().Index()];
+        m_requests.Begin(first.target, first.eventId, first.moment);
+    }
+    return !m_requests.IsFirst(target, eventId);
+}
+
+void TimerItems::ApplyRequests() noexcept
+{
+    if (m_size >= kManyTimers)
+        ApproachRequests();
+    for (TimerRequest const & request : m_requests)
+    {
+        if (request.removes)
+            Erase(request.target, request.eventId);
+        else
+            Put(request.target, request.eventId, request.moment, request.resolution, request.adviseOnce);
+    }
+    m_requests.Clear();
+}
+
+/// Has the cache fetch what a new request needs for its first step, or the first two when there are few targets.
+void TimerItems::ApproachRequest(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
+    if (m_targets.Size() > kFewTargets)
+        m_targets.Prefetch(HashOf(target));
+    else if (m_size < kManyTimers)
+        return;
+    else if (TargetEntry const * const entry = m_targets.Find(HashOf(target)); entry != nullptr && entry->HasTable())
+        TableOf(*entry).Prefetch(eventId);
+}
+
+/// Has the cache fetch what the requests need: a step for all of them, then the next one, which takes what the last one
+/// has fetched.
+void TimerItems::ApproachRequests() noexcept
+{
+    struct Way
+    {
+        EventTable * table;
+        TimerRequest const * request;
+    };
+    std::array<Way, TimerRequests::kRoom> ways;
+    std::size_t count = 0;
+    for (TimerRequest const & request : m_requests)
+    {
+        TargetEntry const * const entry = m_targets.Find(HashOf(request.target));
+        if (entry == nullptr)
+            continue;
+        if (!entry->HasTable())
+            Approach(entry->place);
+        else
+        {
+            ways[count++] = {&TableOf(*entry), &request};
+            if (m_targets.Size() > kFewTargets)
+                Prefetch(ways[count - 1].table);
+        }
+    }
+    if (m_targets.Size() > kFewTargets)
+        for (std::size_t i = 0; i < count; ++i)
+            ways[i].table->Prefetch(ways[i].request->eventId);
+    for (std::size_t i = 0; i < count; ++i)
+        if (!ways[i].request->removes) // else the table is all that changes
+            if (Index const index = ways[i].table->Find(ways[i].request->eventId); index != kNone)
+                Approach(index);
+}
+
+/// Find as long as nothing is put off.
+TimerItems::Index TimerItems::Look(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
+    Index index = kNone;
+    if (TargetEntry const * const entry = FindTarget(target))
+    {
+        if (entry->HasTable())
+            index = TableOf(*entry).Find(eventId);
+        else if (At(entry->place).eventId == eventId)
+            index = entry->place;
+    }
+    if (index == kNone && m_withoutKeyCount != 0)
+        if (Index const * const place = FindWithoutKey(target, eventId))
+            index = *place;
     return index;
 }
 
+/// Makes room for more timers that are set, beside those whose requests are put off.
+void TimerItems::Reserve()
+{
+    AddMissingKeys();
+    std::size_t const count = m_requests.Size() + kRoomStep;
+    m_queue.Reserve(count);
+    m_targets.Reserve(count);
+    std::size_t const used = m_used + count - std::min(count, m_freeCount);
+    if (used > kFirstTable)
+        throw std::bad_alloc();
+    while (used > m_timers.Capacity())
+        m_timers.Grow();
+    while (used > m_freeBits.Capacity() * 64)
+        m_freeBits.Grow();
+    while (used > m_free.Capacity())
+        m_free.Grow();
+    m_room = kRoomStep;
+}
+
+/// Stores a timer that has no start time, for which there must be room.
+TimerItems::Index TimerItems::Put(ITimerEvents * target, std::uint32_t eventId, std::int64_t moment,
+                                  std::uint32_t resolution, bool adviseOnce) noexcept
+{
+    Index index = Look(target, eventId);
+    if (index == kNone)
+    {
+        index = Add(target, eventId);
+        m_timers[index].moment = moment - 1; // not where it shall be
+    }
+    Timer & timer = m_timers[index];
+    timer.resolution = resolution;
+    timer.adviseOnce = adviseOnce;
+    if (timer.hasStart)
+        SetStart(index, CDateTime());
+    Schedule(index, moment);
+    return index;
+}
+
+/// A new timer that is in the table but not in the queue.
+TimerItems::Index TimerItems::Add(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
+    Index index = m_used;
+    std::uint32_t stamp = 0;
+    if (m_freeCount != 0)
+    {
+        index = m_free[--m_freeCount];
+        stamp = m_timers[index].stamp + 1; // what the queue has of the last timer here is void
+        m_freeBits[index / 64] &= ~(std::uint64_t{1} << index % 64);
+    }
+    else if (m_used++ % 64 == 0)
+    {
+        m_freeBits[index / 64] = 0;
+    }
+    m_timers[index] = {target, 0, eventId, 0, stamp, false, false};
+    ++m_size;
+    try
+    {
+        AddKey(target, eventId, index);
+    }
+    catch (std::bad_alloc const &)
+    {
+        m_withoutKey[m_withoutKeyCount++] = index;
+    }
+    return index;
+}
+
+/// Throws std::bad_alloc, and nothing has changed.
 void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index index)
 {
     TargetEntry & entry = m_targets.FindOrAdd(HashOf(target), IsOf{*this, target});
@@ -103,12 +226,30 @@ void TimerItems::AddKey(ITimerEvents * target, std::uint32_t eventId, Index inde
     TableOf(entry).Add(eventId, index);
 }
 
+TimerItems::Index * TimerItems::FindWithoutKey(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
+    for (std::size_t i = 0; i < m_withoutKeyCount; ++i)
+        if (Timer const & timer = m_timers[m_withoutKey[i]]; timer.target == target && timer.eventId == eventId)
+            return &m_withoutKey[i];
+    return nullptr;
+}
+
+/// Throws std::bad_alloc; some may have been added then.
+void TimerItems::AddMissingKeys()
+{
+    for (; m_withoutKeyCount != 0; --m_withoutKeyCount)
+    {
+        Index const index = m_withoutKey[m_withoutKeyCount - 1];
+        AddKey(m_timers[index].target, m_timers[index].eventId, index);
+    }
+}
+
 /// Moves the only timer of a target to a table. Throws std::bad_alloc, and nothing has changed.
 void TimerItems::MakeTable(TargetEntry & entry)
 {
-    auto table = std::make_unique<TargetTable>();
-    table->target = At(entry.place).target;
-    table->events.Add(At(entry.place).eventId, entry.place);
+    TargetTable table;
+    table.target = At(entry.place).target;
+    table.events.Add(At(entry.place).eventId, entry.place);
     if (m_freeTables.empty())
     {
         if (m_freeTables.capacity() <= m_tables.size())
@@ -124,12 +265,12 @@ void TimerItems::MakeTable(TargetEntry & entry)
     }
 }
 
-/// A target that has no timers any more.
+/// A target that has no timers any more, as far as the tables tell.
 void TimerItems::Forget(TargetEntry & entry) noexcept
 {
     if (entry.HasTable())
     {
-        m_tables[entry.place - kFirstTable].reset();
+        m_tables[entry.place - kFirstTable] = TargetTable{};
         m_freeTables.push_back(entry.place - kFirstTable);
     }
     m_targets.Erase(entry);
@@ -161,8 +302,12 @@ CTimerItem TimerItems::ItemAt(Index index)
 
 void TimerItems::Move(Index index, std::int64_t nextUpdate)
 {
+    Apply();
     if (!IsFirst(index))
+    {
         m_queue.Reserve();
+        m_room = 0;
+    }
     Schedule(index, nextUpdate + m_baseMoved);
 }
 
@@ -176,10 +321,10 @@ void TimerItems::Schedule(Index index, std::int64_t moment) noexcept
     timer.moment = moment;
     if (IsFirst(index))
     {
-        m_queue.ReplaceFirst({moment, index, m_stamps[index]});
+        m_queue.ReplaceFirst({moment, index, timer.stamp});
         return;
     }
-    m_queue.Push({moment, index, ++m_stamps[index]});
+    m_queue.Push({moment, index, ++timer.stamp});
     // This is also what keeps a stamp from coming round while an entry with it stands in the queue.
     if (m_queue.Size() > 2 * m_size + kVoidEntriesKept)
         DropVoidEntries();
@@ -188,7 +333,11 @@ void TimerItems::Schedule(Index index, std::int64_t moment) noexcept
 void TimerItems::DropVoidEntries() noexcept
 {
     m_queue.Filter([this](TimerQueueEntry const & entry) { return IsValid(entry); },
-                   [this](TimerQueueEntry const & entry) { Prefetch(&m_stamps[entry.Index()]); });
+                   [this](TimerQueueEntry const & entry)
+                   {
+                       if (!IsFree(entry.Index()))
+                           Approach(entry.Index());
+                   });
 }
 
 /// Has the queue find the timers that come due next, and the cache fetch all that calling and ending them will need.
@@ -201,17 +350,12 @@ void TimerItems::FindNext() noexcept
         [this](TimerQueueEntry * begin, TimerQueueEntry * end)
         {
             for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
-                Prefetch(&m_stamps[entry->Index()]);
+                if (!IsFree(entry->Index()))
+                    Approach(entry->Index());
             TimerQueueEntry * kept = begin;
             for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
-            {
-                if (!IsValid(*entry))
-                    continue;
-                Timer const & timer = m_timers[entry->Index()];
-                Prefetch(&timer);
-                Prefetch(&timer.hasStart); // the end, which may stand in another line
-                *kept++ = *entry;
-            }
+                if (IsValid(*entry))
+                    *kept++ = *entry;
             ApproachKeys(begin, kept);
             return kept;
         });
@@ -242,24 +386,39 @@ void TimerItems::ApproachKeys(TimerQueueEntry const * begin, TimerQueueEntry con
 
 bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
 {
-    TargetEntry * const entry = FindTarget(target);
-    if (entry == nullptr)
-        return false;
+    Apply();
+    return Erase(target, eventId);
+}
+
+/// Remove as long as nothing is put off.
+bool TimerItems::Erase(ITimerEvents * target, std::uint32_t eventId) noexcept
+{
     Index index = kNone;
-    bool last = true;
-    if (entry->HasTable())
+    if (TargetEntry * const entry = FindTarget(target))
     {
-        index = TableOf(*entry).Erase(eventId);
-        last = TableOf(*entry).IsEmpty();
+        bool last = true;
+        if (entry->HasTable())
+        {
+            index = TableOf(*entry).Erase(eventId);
+            last = TableOf(*entry).IsEmpty();
+        }
+        else if (At(entry->place).eventId == eventId)
+        {
+            index = entry->place;
+        }
+        if (index != kNone && last)
+            Forget(*entry);
     }
-    else if (At(entry->place).eventId == eventId)
+    if (index == kNone && m_withoutKeyCount != 0)
     {
-        index = entry->place;
+        if (Index * const place = FindWithoutKey(target, eventId))
+        {
+            index = *place;
+            *place = m_withoutKey[--m_withoutKeyCount];
+        }
     }
     if (index == kNone)
         return false;
-    if (last)
-        Forget(*entry);
     Free(index);
     ReduceSize(1);
     return true;
@@ -267,20 +426,31 @@ bool TimerItems::Remove(ITimerEvents * target, std::uint32_t eventId) noexcept
 
 bool TimerItems::RemoveTarget(ITimerEvents * target) noexcept
 {
-    TargetEntry * const entry = FindTarget(target);
-    if (entry == nullptr)
-        return false;
+    Apply();
     std::size_t count = 0;
     auto const free = [&](Index index)
     {
         Free(index);
         ++count;
     };
-    if (entry->HasTable())
-        TableOf(*entry).ForEach(free);
-    else
-        free(entry->place);
-    Forget(*entry);
+    if (TargetEntry * const entry = FindTarget(target))
+    {
+        if (entry->HasTable())
+            TableOf(*entry).ForEach(free);
+        else
+            free(entry->place);
+        Forget(*entry);
+    }
+    for (std::size_t i = m_withoutKeyCount; i-- > 0;)
+    {
+        if (m_timers[m_withoutKey[i]].target == target)
+        {
+            free(m_withoutKey[i]);
+            m_withoutKey[i] = m_withoutKey[--m_withoutKeyCount];
+        }
+    }
+    if (count == 0)
+        return false;
     ReduceSize(count);
     return true;
 }
@@ -290,7 +460,7 @@ void TimerItems::Free(Index index) noexcept
 {
     if (StartEntry * const entry = m_starts.Find(index))
         m_starts.Erase(*entry);
-    ++m_stamps[index];
+    m_freeBits[index / 64] |= std::uint64_t{1} << index % 64;
     m_free[m_freeCount++] = index;
 }
 
@@ -312,13 +482,16 @@ void TimerItems::ReduceSize(std::size_t count) noexcept
 
 void TimerItems::Clear() noexcept
 {
+    m_requests.Clear();
+    m_room = 0;
+    m_withoutKeyCount = 0;
     m_targets.Clear();
     m_tables.clear();
     m_freeTables.clear();
     m_starts.Clear();
     m_queue.Clear();
     m_timers.Free();
-    m_stamps.Free();
+    m_freeBits.Free();
     m_free.Free();
     m_freeCount = 0;
     m_used = 0;

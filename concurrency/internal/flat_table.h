@@ -47,17 +47,17 @@ public:
             Entry & entry = Place(key, matches);
             if (!entry.IsEmpty())
                 return entry;
-            if (HasRoom())
+            if (m_size < Limit())
                 return Take(entry, key);
         }
         Reserve();
         return Take(Free(key), key);
     }
 
-    /// Makes room for one more. Throws std::bad_alloc, and nothing has changed.
-    void Reserve()
+    /// Makes room for some more. Throws std::bad_alloc, and nothing has changed.
+    void Reserve(std::size_t count = 1)
     {
-        if (!HasRoom())
+        while (m_size + count > Limit())
             Grow();
     }
 
@@ -100,7 +100,8 @@ private:
         // The upper bits of a product with the golden ratio: keys in regular steps come to lie apart.
         return static_cast<std::size_t>((key * std::uint64_t{0x9E3779B97F4A7C15U}) >> 32) & m_mask;
     }
-    bool HasRoom() const noexcept { return m_size < m_mask - m_mask / 8 * 3; }
+    /// So many entries at most.
+    std::size_t Limit() const noexcept { return m_mask - m_mask / 8 * 3; }
     /// Where the key stands, or the empty entry where it would. There must be an array.
     template <class Matches>
     Entry & Place(std::uint32_t key, Matches const & matches) noexcept

@@ -36,7 +36,7 @@ void TimerItems::Set(CTimerItem const & item)
     --m_room;
     if (!hasStart && PutsOff(target, eventId))
     {
-        ApproachRequest(target, eventId);
+        ApproachTarget(target);
         m_requests.Add({target, moment, eventId, resolution, item.GetAdviseOnce(), false});
         return;
     }
@@ -50,7 +50,7 @@ bool TimerItems::PutOffNow(ITimerEvents * target, std::uint32_t eventId, std::in
 {
     if (!PutsOff(target, eventId) || FirstUpdate() != first)
         return false;
-    ApproachRequest(target, eventId);
+    ApproachTarget(target);
     m_requests.Add({target, 0, eventId, 0, false, true});
     return true;
 }
@@ -84,15 +84,12 @@ void TimerItems::ApplyRequests() noexcept
     m_requests.Clear();
 }
 
-/// Has the cache fetch what a new request needs for its first step, or the first two when there are few targets.
-void TimerItems::ApproachRequest(ITimerEvents * target, std::uint32_t eventId) noexcept
+/// Has the cache fetch what a new request needs for its first step. Among very many it is for the group to do that: a
+/// prefetch that has to look up the page first would keep the reading of the clock waiting.
+void TimerItems::ApproachTarget(ITimerEvents * target) const noexcept
 {
-    if (m_targets.Size() > kFewTargets)
+    if (m_targets.Size() > kFewTargets && m_size < kManyTimers)
         m_targets.Prefetch(HashOf(target));
-    else if (m_size < kManyTimers)
-        return;
-    else if (TargetEntry const * const entry = m_targets.Find(HashOf(target)); entry != nullptr && entry->HasTable())
-        TableOf(*entry).Prefetch(eventId);
 }
 
 /// Has the cache fetch what the requests need: a step for all of them, then the next one, which takes what the last one
@@ -106,6 +103,9 @@ void TimerItems::ApproachRequests() noexcept
     };
     std::array<Way, TimerRequests::kRoom> ways;
     std::size_t count = 0;
+    if (m_targets.Size() > kFewTargets)
+        for (TimerRequest const & request : m_requests)
+            m_targets.Prefetch(HashOf(request.target));
     for (TimerRequest const & request : m_requests)
     {
         TargetEntry const * const entry = m_targets.Find(HashOf(request.target));
@@ -120,9 +120,8 @@ void TimerItems::ApproachRequests() noexcept
                 Prefetch(ways[count - 1].table);
         }
     }
-    if (m_targets.Size() > kFewTargets)
-        for (std::size_t i = 0; i < count; ++i)
-            ways[i].table->Prefetch(ways[i].request->eventId);
+    for (std::size_t i = 0; i < count; ++i)
+        ways[i].table->Prefetch(ways[i].request->eventId);
     for (std::size_t i = 0; i < count; ++i)
         if (!ways[i].request->removes) // else the table is all that changes
             if (Index const index = ways[i].table->Find(ways[i].request->eventId); index != kNone)
@@ -332,12 +331,8 @@ void TimerItems::Schedule(Index index, std::int64_t moment) noexcept
 
 void TimerItems::DropVoidEntries() noexcept
 {
-    m_queue.Filter([this](TimerQueueEntry const & entry) { return IsValid(entry); },
-                   [this](TimerQueueEntry const & entry)
-                   {
-                       if (!IsFree(entry.Index()))
-                           Approach(entry.Index());
-                   });
+    m_queue.Filter([this](TimerQueueEntry const & entry) { return IsOneValid(entry); },
+                   [this](TimerQueueEntry const & entry) { Approach(UsedOrFirst(entry.Index())); });
 }
 
 /// Has the queue find the timers that come due next, and the cache fetch all that calling and ending them will need.
@@ -350,12 +345,13 @@ void TimerItems::FindNext() noexcept
         [this](TimerQueueEntry * begin, TimerQueueEntry * end)
         {
             for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
-                if (!IsFree(entry->Index()))
-                    Approach(entry->Index());
+                Approach(UsedOrFirst(entry->Index()));
             TimerQueueEntry * kept = begin;
             for (TimerQueueEntry const * entry = begin; entry != end; ++entry)
-                if (IsValid(*entry))
-                    *kept++ = *entry;
+            {
+                *kept = *entry;
+                kept += IsOneValid(*entry) ? 1 : 0;
+            }
             ApproachKeys(begin, kept);
             return kept;
         });

@@ -136,6 +136,14 @@ private:
     {
         return !IsFree(entry.Index()) && m_timers[entry.Index()].stamp == entry.Stamp();
     }
+    /// The same without branches, for many: which of them are void is anybody's guess.
+    bool IsOneValid(TimerQueueEntry const & entry) const noexcept
+    {
+        std::uint32_t const differs = m_timers[UsedOrFirst(entry.Index())].stamp ^ entry.Stamp();
+        return (differs | static_cast<std::uint32_t>(IsFree(entry.Index()))) == 0;
+    }
+    /// For a free place the first one, which costs nothing to look at.
+    Index UsedOrFirst(Index index) const noexcept { return index & (static_cast<Index>(IsFree(index)) - 1); }
     TimerQueueEntry const & Top() noexcept
     {
         while (!m_queue.HasFirst() || !IsValid(m_queue.First()))
@@ -183,7 +191,7 @@ private:
             ApplyRequests();
     }
     void ApplyRequests() noexcept;
-    void ApproachRequest(ITimerEvents * target, std::uint32_t eventId) noexcept;
+    void ApproachTarget(ITimerEvents * target) const noexcept;
     void ApproachRequests() noexcept;
     Index Look(ITimerEvents * target, std::uint32_t eventId) noexcept;
     Index Put(ITimerEvents * target, std::uint32_t eventId, std::int64_t moment, std::uint32_t resolution,

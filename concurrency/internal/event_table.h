@@ -59,14 +59,17 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t kPage = 8;
+    static constexpr std::uint32_t kPage = 14;
 
-    struct Page
+    /// A line of the cache.
+    struct alignas(64) Page
     {
+        Page() noexcept { indexes.fill(kNone); }
+        bool IsEmpty() const noexcept { return count == 0; }
+
         std::uint32_t key = 0;
         std::uint32_t count = 0;
-        std::array<Index, kPage> indexes{kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone};
-        bool IsEmpty() const noexcept { return count == 0; }
+        std::array<Index, kPage> indexes;
     };
 
     FlatTable<Page> m_pages;

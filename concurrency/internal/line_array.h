@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace qvlib::internal
 {
@@ -20,8 +21,18 @@ class LineArray
 
 public:
     LineArray() noexcept = default;
-    LineArray(LineArray const &) = delete;
-    LineArray & operator=(LineArray const &) = delete;
+    LineArray(LineArray && other) noexcept
+        : m_memory(std::exchange(other.m_memory, nullptr)), m_data(std::exchange(other.m_data, nullptr)),
+          m_capacity(std::exchange(other.m_capacity, 0))
+    {
+    }
+    LineArray & operator=(LineArray && other) noexcept
+    {
+        std::swap(m_memory, other.m_memory);
+        std::swap(m_data, other.m_data);
+        std::swap(m_capacity, other.m_capacity);
+        return *this;
+    }
     ~LineArray() { std::free(m_memory); }
 
     T * Data() const noexcept { return m_data; }
@@ -61,7 +72,7 @@ public:
 
 private:
     static constexpr std::size_t kLine = 64;
-    static constexpr std::size_t kFirstCapacity = 16;
+    static constexpr std::size_t kFirstCapacity = sizeof(T) < kLine ? 16 : 1;
 
     std::size_t Offset() const noexcept
     {

@@ -21,9 +21,12 @@
 //   by that message; the next change of the timers sets it.
 // - A callback that takes messages itself does not start a second round of callbacks inside the first.
 //
-// Setting, ending and looking up a timer takes the same time whether there are ten or a million, calling one grows with
-// the logarithm. Times are milliseconds of the tick counter, which goes round every 49.7 days; timers outlive that, and
-// may be a millisecond later for it.
+// Setting, ending and looking up a timer takes the same steps whether there are ten or a million, calling one grows with
+// the logarithm. Among many timers, changes are noted first and made by the group, up to 32 at a time or when something
+// looks, so that one call in so many takes as long as they together; nothing of that shows otherwise.
+//
+// Times are milliseconds of the tick counter, which goes round every 49.7 days; timers outlive that, and may be a
+// millisecond later for it.
 //
 // Thread-affine: everything but construction belongs to the thread of the window. Tests drive it with a ManualClock
 // (host/clock.h).

@@ -541,6 +541,8 @@ TEST_F(CommandQueue, WaitingForItsEmptinessWaitsForAllOnAnotherThread)
                         {
                             running.SetEvent();
                             goOn.Lock();
+                            // Runs when the wait has met its end, until it has begun anew for the one behind.
+                            queue->QueueCmd(New("hold", [&] { AwaitSize(*queue, 2); }), 1);
                             queue->QueueCmd(New("late"), 1);
                         }),
                     0);
@@ -555,7 +557,7 @@ TEST_F(CommandQueue, WaitingForItsEmptinessWaitsForAllOnAnotherThread)
     AwaitSize(*queue, 2);
     goOn.SetEvent();
     other.join();
-    EXPECT_EQ(Protocol(), "+a ~a +b ~b +late ~late #empty");
+    EXPECT_EQ(Protocol(), "+a ~a +b ~b +hold ~hold +late ~late #empty");
 
     queue->AddQueueLock(); // its marker is an ordinary command
     queue->QueueCmd(New("c"), 0);
